@@ -1,0 +1,271 @@
+#include "MacsecProxy/MacsecProxyIntfSm.h"
+
+#include <string_view>
+
+#include "Bridging/Dot1qEncap.h"
+#include "Bridging/VlanId.h"
+#include "Kiv/Exception.h"
+#include "MacsecProxy/DriverCommand.h"
+#include "MacsecProxy/Trace.h"
+#include "Velto/SubIntfId.h"
+
+namespace MacsecProxy {
+
+namespace {
+
+/// Passes `intfId` on when the machine may be built from what goes with it.
+Velto::IntfId checked(Velto::IntfId intfId, Kiv::Ptr<Status> const& status,
+                      Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
+                      Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
+                      Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface) {
+  Kiv::checkConsistency(status != nullptr, "status");
+  Kiv::checkConsistency(dynDot1qEncap != nullptr, "dynDot1qEncap");
+  Kiv::checkConsistency(ethIntfStatusDir != nullptr, "ethIntfStatusDir");
+  Kiv::checkConsistency(ioctlDrvInterface != nullptr, "ioctlDrvInterface");
+  return intfId;
+}
+
+}  // namespace
+
+Kiv::Ptr<MacsecProxyIntfSm> MacsecProxyIntfSm::MacsecProxyIntfSmIs(
+    Velto::IntfId intfId, Kiv::Ptr<Config const> const& config, Kiv::Ptr<Status> const& status,
+    Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
+    Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
+    Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface,
+    Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir) {
+  auto machine = Kiv::Ptr<MacsecProxyIntfSm>::adopt(
+      new MacsecProxyIntfSm(intfId, config, status, dynDot1qEncap, ethIntfStatusDir,
+                            ioctlDrvInterface, deviceIntfStatusDir));
+  machine->hasNotificationActiveIs(true);
+  return machine;
+}
+
+MacsecProxyIntfSm::MacsecProxyIntfSm(
+    Velto::IntfId intfId, Kiv::Ptr<Config const> const& config, Kiv::Ptr<Status> const& status,
+    Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
+    Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
+    Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface,
+    Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir)
+    : intfId_(checked(intfId, status, dynDot1qEncap, ethIntfStatusDir, ioctlDrvInterface)),
+      config_(config, *this),
+      status_(status),
+      dynDot1qEncap_(dynDot1qEncap),
+      ethIntfStatusDir_(ethIntfStatusDir),
+      ioctlDrvInterface_(ioctlDrvInterface),
+      deviceIntfStatusDir_(deviceIntfStatusDir, *this) {
+  handleInitialized();
+}
+
+MacsecProxyIntfSm::~MacsecProxyIntfSm() {
+  cleanup();
+  MacsecProxyIntfSm::kivDoZombieReactors(true);
+  config_.ownerDel();
+  deviceIntfStatusDir_.ownerDel();
+  macsecTagDel();
+}
+
+void MacsecProxyIntfSm::hasNotificationActiveIs(bool active) {
+  if (active == hasNotificationActive()) return;
+  PtrInterface::hasNotificationActiveIs(active);
+  config_.hasNotificationActiveIs(active);
+  deviceIntfStatusDir_.hasNotificationActiveIs(active);
+}
+
+void MacsecProxyIntfSm::kivDoZombieReactors(bool zombie) {
+  if (zombie == kivMarkedForDeletion()) return;
+  config_.kivDoZombieReactors(zombie);
+  deviceIntfStatusDir_.kivDoZombieReactors(zombie);
+  kivMarkedForDeletionIs(zombie);
+}
+
+void MacsecProxyIntfSm::proxySubIntfIs(Velto::IntfId key, bool value) {
+  proxySubIntf_.valueIs(key, value);
+}
+
+bool MacsecProxyIntfSm::proxySubIntfDel(Velto::IntfId key) { return proxySubIntf_.valueDel(key); }
+
+void MacsecProxyIntfSm::proxySubIntfDelAll() {
+  for (auto walk = proxySubIntf_.iteratorConst(); walk; ++walk) proxySubIntfDel(walk.key());
+}
+
+void MacsecProxyIntfSm::clientIntfIs(Velto::IntfId key, Velto::IntfId value) {
+  clientIntf_.valueIs(key, value);
+}
+
+Velto::IntfId MacsecProxyIntfSm::clientIntfDel(Velto::IntfId key) {
+  return clientIntf_.valueDel(key);
+}
+
+void MacsecProxyIntfSm::clientIntfDelAll() {
+  for (auto walk = clientIntf_.iteratorConst(); walk; ++walk) clientIntfDel(walk.key());
+}
+
+Kiv::Ptr<Pesk::Bitmap> MacsecProxyIntfSm::macsecTagIs(U64 const& id, U32 size,
+                                                      Pesk::HBitmap::BitState initialBitState) {
+  if (macsecTag_ && macsecTag_->id() == id && macsecTag_->size() == size &&
+      macsecTag_->initialBitState() == initialBitState) {
+    return macsecTag_;
+  }
+  auto pool = Kiv::makeNew<Pesk::Bitmap>(id, size, initialBitState);
+  pool->hasNotificationActiveIs(true);
+  macsecTag_ = pool;
+  return pool;
+}
+
+Kiv::Ptr<Pesk::Bitmap> MacsecProxyIntfSm::macsecTagDel() {
+  return std::exchange(macsecTag_, nullptr);
+}
+
+void MacsecProxyIntfSm::handleInitialized() {
+  trace(__LINE__, "handleInitialized", intfId_,
+        " void MacsecProxy::MacsecProxyIntfSm::handleInitialized()");
+  macsecTagIs(0, 4094, Pesk::HBitmap::BitState::clear);
+  for (auto walk = status_->proxySubIntfStatus().iteratorConst(); walk; ++walk) {
+    if (Velto::SubIntfId::parentIntfId(walk.key()) == intfId_) deleteProxySubIntfStatus(walk.key());
+  }
+  handleProxyConfig();
+  doUpdateDmaMacsecProxy(intfId_, true);
+}
+
+void MacsecProxyIntfSm::cleanup() {
+  trace(__LINE__, "cleanup", intfId_, " void MacsecProxy::MacsecProxyIntfSm::cleanup()");
+  for (auto walk = proxySubIntf_.iteratorConst(); walk; ++walk) {
+    deleteProxySubIntfStatus(walk.key());
+  }
+  doUpdateDmaMacsecProxy(intfId_, false);
+}
+
+void MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId intfId) {
+  trace(__LINE__, "handleProxyConfig", intfId_,
+        " void MacsecProxy::MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId): ", intfId);
+  if (Velto::SubIntfId::parentIntfId(intfId) != intfId_) return;
+  Kiv::Ptr<Config const> const configuration = config();
+  if (!configuration) return;
+  if (Kiv::Ptr<ProxyConfig const> const entry = configuration->proxyConfig(intfId)) {
+    addProxySubIntfStatus(intfId, entry->patchSubIntfId());
+  } else {
+    deleteProxySubIntfStatus(intfId);
+  }
+}
+
+void MacsecProxyIntfSm::handleProxyConfig() {
+  trace(__LINE__, "handleProxyConfig", intfId_,
+        " void MacsecProxy::MacsecProxyIntfSm::handleProxyConfig()");
+  Kiv::Ptr<Config const> const configuration = config();
+  if (!configuration) return;
+  for (auto walk = configuration->proxyConfig().iteratorConst(); walk; ++walk) {
+    handleProxyConfig(walk.key());
+  }
+}
+
+void MacsecProxyIntfSm::handleIntf(Velto::IntfId intfId) {
+  trace(__LINE__, "handleIntf", intfId_,
+        " void MacsecProxy::MacsecProxyIntfSm::handleIntf(Velto::IntfId): ", intfId);
+  if (intfId != intfId_ && clientIntf(intfId) == Velto::IntfId()) return;
+  Kiv::Ptr<Interface::DeviceIntfStatusDir const> const directory = deviceIntfStatusDir();
+  if (!directory || !directory->intfStatusAndDeviceNameHas(intfId)) return;
+  if (intfId != intfId_) {
+    handleClientIntf(intfId);
+    return;
+  }
+  doUpdateDmaMacsecProxy(intfId, true);
+  for (auto walk = clientIntf_.iteratorConst(); walk; ++walk) handleClientIntf(walk.key());
+}
+
+void MacsecProxyIntfSm::handleClientIntf(Velto::IntfId intfId) {
+  Kiv::checkConsistency(clientIntfHas(intfId), "clientIntfHas( intfId )");
+  Velto::IntfId const proxySubIntfId = clientIntf(intfId);
+  Kiv::Ptr<ProxySubIntfStatus const> const record = status_->proxySubIntfStatus(proxySubIntfId);
+  Kiv::checkConsistency(record != nullptr, "proxySubIntfStatus");
+  doUpdateDmaMacsecProxyClient(Velto::SubIntfId::parentIntfId(proxySubIntfId), intfId,
+                               record->clientTag(), true);
+}
+
+void MacsecProxyIntfSm::addProxySubIntfStatus(Velto::IntfId proxySubIntfId,
+                                              Velto::IntfId patchSubIntfId) {
+  trace(__LINE__, "addProxySubIntfStatus", intfId_,
+        " void MacsecProxy::MacsecProxyIntfSm::addProxySubIntfStatus(Velto::IntfId, "
+        "Velto::IntfId): ",
+        proxySubIntfId);
+  Kiv::Ptr<Config const> const configuration = config();
+  Kiv::Ptr<ProxyConfig const> const entry =
+      configuration ? configuration->proxyConfig(proxySubIntfId) : nullptr;
+  Kiv::checkConsistency(entry != nullptr, "proxyConfigHas( proxySubIntfId )");
+  Kiv::checkConsistency(macsecTag_ != nullptr, "macsecTag");
+  if (status_->proxySubIntfStatusHas(proxySubIntfId)) deleteProxySubIntfStatus(proxySubIntfId);
+
+  U32 const freeTag = macsecTag_->findClearBitInRange(1, macsecTag_->size());
+  Bridging::VlanId const encryptTag(freeTag & 0xFFFFU);
+  Kiv::checkConsistency(encryptTag.value() % 2 != 0, "encryptTag.value() % 2");
+  Bridging::VlanId const clientTag(encryptTag.value() + 1U);
+  macsecTag_->setBitsInRange(encryptTag.value(), clientTag.value());
+  proxySubIntfIs(proxySubIntfId, true);
+  dynDot1qEncap_->encapIs(proxySubIntfId, Bridging::Dot1qEncap(clientTag));
+  dynDot1qEncap_->encapIs(patchSubIntfId, Bridging::Dot1qEncap(encryptTag));
+  Velto::IntfId const clientIntfId = entry->clientIntfId();
+  status_->proxySubIntfStatusIs(proxySubIntfId, patchSubIntfId, clientIntfId, encryptTag,
+                                clientTag);
+  if (clientIntfId == Velto::IntfId()) return;
+  clientIntfIs(clientIntfId, proxySubIntfId);
+  doUpdateDmaMacsecProxyClient(Velto::SubIntfId::parentIntfId(proxySubIntfId), clientIntfId,
+                               clientTag, true);
+}
+
+void MacsecProxyIntfSm::deleteProxySubIntfStatus(Velto::IntfId proxySubIntfId) {
+  trace(__LINE__, "deleteProxySubIntfStatus", intfId_,
+        " void MacsecProxy::MacsecProxyIntfSm::deleteProxySubIntfStatus(Velto::IntfId): ",
+        proxySubIntfId);
+  // The record is held until the end: it is what the steps below go by.
+  Kiv::Ptr<ProxySubIntfStatus const> const record = status_->proxySubIntfStatus(proxySubIntfId);
+  if (!record) return;
+  if (macsecTag_) {
+    macsecTag_->clearBitsInRange(record->encryptTag().value(), record->clientTag().value());
+  }
+  if (record->clientIntfId() != Velto::IntfId()) {
+    clientIntfDel(record->clientIntfId());
+    doUpdateDmaMacsecProxyClient(proxySubIntfId, record->clientIntfId(), Bridging::VlanIdOrNone(),
+                                 false);
+  }
+  dynDot1qEncap_->encapDel(proxySubIntfId);
+  dynDot1qEncap_->encapDel(record->patchSubIntfId());
+  status_->proxySubIntfStatusDel(proxySubIntfId);
+  proxySubIntfDel(proxySubIntfId);
+}
+
+void MacsecProxyIntfSm::doUpdateDmaMacsecProxy(Velto::IntfId intfId, bool enable) {
+  trace(__LINE__, "doUpdateDmaMacsecProxy", intfId_,
+        " void MacsecProxy::MacsecProxyIntfSm::doUpdateDmaMacsecProxy(Velto::IntfId, bool): ",
+        intfId, ", ", enable);
+  Kiv::Ptr<Interface::EthIntfStatus const> const port = ethIntfStatusDir_->intfStatus(intfId);
+  if (!port) return;
+  DriverCommand command("macsec_proxy");
+  send(command.field(port->deviceName().charPtr()).field(enable ? 1U : 0U));
+}
+
+void MacsecProxyIntfSm::doUpdateDmaMacsecProxyClient(Velto::IntfId proxyIntfId,
+                                                     Velto::IntfId clientIntfId,
+                                                     Bridging::VlanIdOrNone clientTag,
+                                                     bool enable) {
+  Kiv::Ptr<Interface::EthIntfStatus const> const client =
+      ethIntfStatusDir_->intfStatus(clientIntfId);
+  if (!client) return;
+  DriverCommand command("macsec_proxy_client");
+  if (enable) {
+    Kiv::Ptr<Interface::EthIntfStatus const> const proxy =
+        ethIntfStatusDir_->intfStatus(proxyIntfId);
+    if (!proxy) return;
+    command.field(proxy->deviceName().charPtr());
+  } else {
+    command.field(proxyIntfId.stringValue().charPtr());
+  }
+  command.field(client->deviceName().charPtr()).field(clientTag.value()).field(enable ? 1U : 0U);
+  send(command);
+}
+
+void MacsecProxyIntfSm::send(DriverCommand const& command) {
+  // The driver may do anything while it is told, also let go of the channel.
+  Kiv::Ptr<Pesk::IoctlDrvInterface> const channel = ioctlDrvInterface_;
+  channel->doIoctl(command.buffer(), DriverCommand::bufferLength, 0, 1, 0);
+}
+
+}  // namespace MacsecProxy

@@ -1,0 +1,220 @@
+#include "MacsecProxy/MacsecProxySm.h"
+
+#include <typeinfo>
+#include <utility>
+
+#include "Kiv/Entity.h"
+#include "Kiv/Exception.h"
+#include "Kiv/Strep.h"
+#include "Kiv/String.h"
+#include "MacsecProxy/Trace.h"
+#include "Velto/SubIntfId.h"
+
+namespace MacsecProxy {
+
+namespace {
+
+/// Refuses to take an existing machine for one made from another object. `type` is how the
+/// attribute's references are declared, which decides how the objects are named.
+template <class Object>
+void requireSame(char const* attribute, Kiv::Ptr<Object> const& requested,
+                 Kiv::Ptr<Object> const& current, std::type_info const& type) {
+  if (requested == current) return;
+  Kiv::String message(
+      "Reinstantiating the pointer interface where constructor parameter attribute ");
+  message += attribute;
+  message += " has a different value of ";
+  message += Kiv::valueToStrepOfRawPtr(requested.ptr(), type);
+  message += " than the current value of ";
+  message += Kiv::valueToStrepOfRawPtr(current.ptr(), type);
+  message += " not allowed";
+  Kiv::throwNameInUseException(message);
+}
+
+}  // namespace
+
+Kiv::Ptr<MacsecProxySm> macsecProxySmFactory(
+    Kiv::Ptr<Config const> const& config, Kiv::Ptr<Status> const& status,
+    Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
+    Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
+    Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir) {
+  return MacsecProxySm::MacsecProxySmIs(config, status, dynDot1qEncap, ethIntfStatusDir,
+                                        deviceIntfStatusDir);
+}
+
+Kiv::Ptr<MacsecProxySm> MacsecProxySm::MacsecProxySmIs(
+    Kiv::Ptr<Config const> const& config, Kiv::Ptr<Status> const& status,
+    Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
+    Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
+    Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir) {
+  auto coordinator = Kiv::Ptr<MacsecProxySm>::adopt(
+      new MacsecProxySm(config, status, dynDot1qEncap, ethIntfStatusDir, deviceIntfStatusDir));
+  coordinator->hasNotificationActiveIs(true);
+  return coordinator;
+}
+
+MacsecProxySm::MacsecProxySm(
+    Kiv::Ptr<Config const> const& config, Kiv::Ptr<Status> const& status,
+    Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
+    Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
+    Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir)
+    : config_(config, *this),
+      status_(status),
+      dynDot1qEncap_(dynDot1qEncap),
+      ethIntfStatusDir_(ethIntfStatusDir),
+      deviceIntfStatusDir_(deviceIntfStatusDir) {
+  handleInitialized();
+}
+
+MacsecProxySm::~MacsecProxySm() {
+  MacsecProxySm::kivDoZombieReactors(true);
+  config_.ownerDel();
+  ioctlDrvFabDel();
+  macsecProxyIntfSmDelAll();
+}
+
+void MacsecProxySm::hasNotificationActiveIs(bool active) {
+  if (active == hasNotificationActive()) return;
+  PtrInterface::hasNotificationActiveIs(active);
+  config_.hasNotificationActiveIs(active);
+  for (auto walk = macsecProxyIntfSm_.iteratorConst(); walk; ++walk) {
+    Kiv::Ptr<MacsecProxyIntfSm> const machine = walk.value();
+    machine->hasNotificationActiveIs(active);
+  }
+}
+
+void MacsecProxySm::kivDoZombieReactors(bool zombie) {
+  if (zombie == kivMarkedForDeletion()) return;
+  config_.kivDoZombieReactors(zombie);
+  kivMarkedForDeletionIs(zombie);
+}
+
+Kiv::Ptr<Pesk::IoctlDrvFab> MacsecProxySm::ioctlDrvFabIs() {
+  if (!ioctlDrvFab_) {
+    auto channel = Kiv::makeNew<Pesk::IoctlDrvFab>();
+    channel->hasNotificationActiveIs(true);
+    ioctlDrvFab_ = std::move(channel);
+  }
+  return ioctlDrvFab_;
+}
+
+Kiv::Ptr<Pesk::IoctlDrvFab> MacsecProxySm::ioctlDrvFabDel() noexcept {
+  return std::exchange(ioctlDrvFab_, nullptr);
+}
+
+void MacsecProxySm::proxySubIntfCntIs(Velto::IntfId key, U32 value) {
+  proxySubIntfCnt_.valueIs(key, value);
+}
+
+U32 MacsecProxySm::proxySubIntfCntDel(Velto::IntfId key) { return proxySubIntfCnt_.valueDel(key); }
+
+void MacsecProxySm::proxySubIntfCntDelAll() {
+  for (auto walk = proxySubIntfCnt_.iteratorConst(); walk; ++walk) proxySubIntfCntDel(walk.key());
+}
+
+Kiv::Ptr<MacsecProxyIntfSm> MacsecProxySm::macsecProxyIntfSmIs(
+    Velto::IntfId intfId, Kiv::Ptr<Config const> const& config, Kiv::Ptr<Status> const& status,
+    Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
+    Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
+    Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface,
+    Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir) {
+  if (Kiv::Ptr<MacsecProxyIntfSm> const present = macsecProxyIntfSm(intfId)) {
+    std::type_info const& entity = typeid(Kiv::Entity);
+    requireSame("_config", config, present->config(), entity);
+    requireSame("_status", status, present->status(), entity);
+    requireSame("_dynDot1qEncap", dynDot1qEncap, present->dynDot1qEncap(), entity);
+    requireSame("_ethIntfStatusDir", ethIntfStatusDir, present->ethIntfStatusDir(), entity);
+    requireSame("_ioctlDrvInterface", ioctlDrvInterface, present->ioctlDrvInterface(),
+                typeid(Kiv::PtrInterface));
+    requireSame("_deviceIntfStatusDir", deviceIntfStatusDir, present->deviceIntfStatusDir(),
+                entity);
+    return present;
+  }
+  auto machine = MacsecProxyIntfSm::MacsecProxyIntfSmIs(intfId, config, status, dynDot1qEncap,
+                                                        ethIntfStatusDir, ioctlDrvInterface,
+                                                        deviceIntfStatusDir);
+  macsecProxyIntfSm_.valueIs(machine->intfId(), machine);
+  machine->hasNotificationActiveIs(true);
+  return machine;
+}
+
+Kiv::Ptr<MacsecProxyIntfSm> MacsecProxySm::macsecProxyIntfSmDel(Velto::IntfId key) {
+  return macsecProxyIntfSm_.valueDel(key);
+}
+
+void MacsecProxySm::macsecProxyIntfSmDelAll() {
+  for (auto walk = macsecProxyIntfSm_.iteratorConst(); walk; ++walk) {
+    macsecProxyIntfSmDel(walk.key());
+  }
+}
+
+void MacsecProxySm::handleInitialized() {
+  ioctlDrvFabIs();
+  if (Kiv::Ptr<Config const> const configuration = config()) {
+    Kiv::checkConsistency(status_ != nullptr, "status");
+    Kiv::checkConsistency(dynDot1qEncap_ != nullptr, "dynDot1qEncap");
+    auto const traceRemoval = [](U32 line, Velto::IntfId removed) {
+      trace(line, "handleInitialized",
+            "void MacsecProxy::MacsecProxySm::handleInitialized(): Removing ", removed);
+    };
+
+    for (auto walk = status_->proxySubIntfStatus().iteratorConst(); walk; ++walk) {
+      if (configuration->proxyConfigHas(walk.key())) continue;
+      traceRemoval(__LINE__, walk.key());
+      Velto::IntfId const patchSubIntfId = walk.value()->patchSubIntfId();
+      dynDot1qEncap_->encapDel(walk.key());
+      dynDot1qEncap_->encapDel(patchSubIntfId);
+      status_->proxySubIntfStatusDel(walk.key());
+    }
+
+    // One pass over the configuration serves all marks.
+    Kiv::HashMap<Velto::IntfId, bool> inUse;
+    if (status_->proxyIntf().size() != 0) {
+      for (auto walk = configuration->proxyConfig().iteratorConst(); walk; ++walk) {
+        inUse.valueIs(Velto::SubIntfId::parentIntfId(walk.key()), true);
+      }
+    }
+    for (auto walk = status_->proxyIntf().iteratorConst(); walk; ++walk) {
+      if (inUse.has(walk.key())) continue;
+      traceRemoval(__LINE__, walk.key());
+      status_->proxyIntfDel(walk.key());
+    }
+  }
+  handleProxyConfig();
+}
+
+void MacsecProxySm::handleProxyConfig(Velto::IntfId intfId) {
+  trace(__LINE__, "handleProxyConfig",
+        "void MacsecProxy::MacsecProxySm::handleProxyConfig(Velto::IntfId): ", intfId);
+  Kiv::Ptr<Config const> const configuration = config();
+  if (!configuration) return;
+  Kiv::checkConsistency(status_ != nullptr, "status");
+  Velto::IntfId const parent = Velto::SubIntfId::parentIntfId(intfId);
+  U32 const count = proxySubIntfCnt(parent);
+  if (configuration->proxyConfigHas(intfId)) {
+    if (count == 0) {
+      status_->proxyIntfIs(parent, true);
+      macsecProxyIntfSmIs(parent, configuration, status_, dynDot1qEncap_, ethIntfStatusDir_,
+                          ioctlDrvFab_, deviceIntfStatusDir_);
+    }
+    proxySubIntfCntIs(parent, count + 1);
+  } else if (count == 1) {
+    macsecProxyIntfSmDel(parent);
+    proxySubIntfCntDel(parent);
+    status_->proxyIntfDel(parent);
+  } else if (count > 1) {
+    proxySubIntfCntIs(parent, count - 1);
+  }
+  // A removal without a count belongs to an interface whose machine could not be made.
+}
+
+void MacsecProxySm::handleProxyConfig() {
+  trace(__LINE__, "handleProxyConfig", "void MacsecProxy::MacsecProxySm::handleProxyConfig()");
+  Kiv::Ptr<Config const> const configuration = config();
+  if (!configuration) return;
+  for (auto walk = configuration->proxyConfig().iteratorConst(); walk; ++walk) {
+    handleProxyConfig(walk.key());
+  }
+}
+
+}  // namespace MacsecProxy

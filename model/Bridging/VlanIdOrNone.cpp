@@ -1,0 +1,7 @@
+#include "Bridging/VlanIdOrNone.h"
+
+namespace Bridging {
+
+constinit Kiv::KivType const VlanIdOrNone::_kivType{"Bridging::VlanIdOrNone", nullptr};
+
+}  // namespace Bridging

@@ -1,0 +1,97 @@
+#include "Velto/IntfId.h"
+
+#include <array>
+#include <atomic>
+#include <bit>
+#include <memory>
+#include <mutex>
+#include <string_view>
+#include <unordered_map>
+
+#include "Velto/SubIntfId.h"
+
+namespace Velto {
+
+namespace {
+
+/// All texts that identifiers were made from, by number. Texts are added under a lock and never
+/// changed or removed, so that whoever holds a number reads its text without one.
+class Names {
+ public:
+  struct Name {
+    Kiv::String text;
+    U32 parent = 0;
+  };
+
+  /// Made on first use and never destroyed: identifiers are used while static objects come and go.
+  static Names& instance() {
+    static auto* const names = new Names;
+    return *names;
+  }
+
+  U32 numberOf(std::string_view text) {
+    std::lock_guard const lock(mutex_);
+    return add(text);
+  }
+
+  /// REQUIRES: `number` was given out.
+  Name const& name(U32 number) const noexcept {
+    Place const place(number);
+    return blocks_[place.block].load(std::memory_order_acquire)[place.offset];
+  }
+
+ private:
+  /// Blocks double in size: block b holds the 2^b names from number 2^b - 1 on.
+  struct Place {
+    explicit Place(U32 number) noexcept
+        : block(static_cast<U32>(std::bit_width(number + 1)) - 1),
+          offset(number + 1 - (U32{1} << block)) {}
+    U32 block;
+    U32 offset;
+  };
+
+  Names() { add(""); }
+
+  U32 add(std::string_view text) {
+    if (auto const known = numbers_.find(text); known != numbers_.end()) return known->second;
+    std::size_t const dot = text.rfind('.');
+    // The empty text, number 0, is its own parent.
+    U32 const parent = dot == std::string_view::npos ? 0 : add(text.substr(0, dot));
+    auto const number = static_cast<U32>(numbers_.size());
+    Place const place(number);
+    Name* block = blocks_[place.block].load(std::memory_order_relaxed);
+    if (block == nullptr) {
+      block = new Name[std::size_t{1} << place.block];
+      blocks_[place.block].store(block, std::memory_order_release);
+    }
+    block[place.offset] = Name{Kiv::String(text), parent};
+    numbers_.emplace(block[place.offset].text.view(), number);
+    return number;
+  }
+
+  std::mutex mutex_;
+  std::unordered_map<std::string_view, U32> numbers_;
+  std::array<std::atomic<Name*>, 32> blocks_{};
+};
+
+}  // namespace
+
+constinit Kiv::KivType const IntfId::_kivType{"Velto::IntfId", nullptr};
+
+void IntfId::handleInitialized(Kiv::String const& text) {
+  Names& names = Names::instance();
+  U32 const number = names.numberOf(text.view());
+  *this = IntfId(number, names.name(number).parent);
+}
+
+Kiv::String IntfId::stringValue() const { return Names::instance().name(number_).text; }
+
+std::ostream& operator<<(std::ostream& stream, IntfId const& intfId) {
+  return stream << intfId.stringValue();
+}
+
+U32 SubIntfId::lookUpParent(IntfId intfId) noexcept {
+  return Names::instance().name(intfId.number_).parent;
+}
+
+}  // namespace Velto

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <compare>
+#include <ostream>
+
+#include "Kiv/Integers.h"
+#include "Kiv/KivType.h"
+#include "Kiv/String.h"
+
+namespace Velto {
+
+/// The identifier of an interface or a sub-interface.
+///
+/// A value of eight bytes that stands for a text, the interface's name. The empty identifier, made
+/// from the empty text, means no interface; a default-made identifier is the empty one. Two
+/// identifiers are equal exactly when their texts are.
+///
+/// Guarantees:
+///  - comparing, hashing and `SubIntfId::parentIntfId` take a few instructions, touch no memory but
+///    the identifiers, lock nothing and allocate nothing, whatever the length of the text;
+///  - making one from a text is safe from any thread, at any time, also before and after `main`.
+///
+/// Each text has a number, given when it is first met and kept for the life of the process;
+/// identifiers carry it, and beside it the number of the parent.
+class IntfId {
+ public:
+  constexpr IntfId() noexcept = default;
+
+  /// The identifier whose text is `text`, any bytes. Raises `std::bad_alloc`.
+  explicit IntfId(Kiv::String const& text) { handleInitialized(text); }
+
+  /// Sets the identifier to the one whose text is `text`. Raises `std::bad_alloc`, with the
+  /// identifier unchanged.
+  void handleInitialized(Kiv::String const& text);
+
+  /// The text that the identifier was made from.
+  Kiv::String stringValue() const;
+
+  U32 hash() const noexcept { return number_ * 0x9E3779B1U; }
+
+  friend bool operator==(IntfId left, IntfId right) noexcept {
+    return left.number_ == right.number_;
+  }
+  /// A strict total order, the same throughout the life of the process: that in which the texts
+  /// were first met, the empty identifier before all others.
+  friend std::strong_ordering operator<=>(IntfId left, IntfId right) noexcept {
+    return left.number_ <=> right.number_;
+  }
+
+  static Kiv::KivType const _kivType;
+
+ private:
+  friend class SubIntfId;
+
+  /// Stands for a parent that was not looked up yet.
+  static constexpr U32 unknown = ~U32{0};
+
+  constexpr IntfId(U32 number, U32 parent) noexcept : number_(number), parent_(parent) {}
+
+  U32 number_ = 0;
+  U32 parent_ = 0;
+};
+
+/// Writes the identifier's text.
+std::ostream& operator<<(std::ostream& stream, IntfId const& intfId);
+
+}  // namespace Velto

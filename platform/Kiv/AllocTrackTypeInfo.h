@@ -1,0 +1,43 @@
+#pragma once
+
+#include <atomic>
+
+#include "Kiv/Integers.h"
+
+namespace Kiv {
+
+/// The allocation record of one class: how many of its objects are alive and how many there have
+/// ever been.
+///
+/// Records are constant-initialised, so that they count from the first allocation on, whatever the
+/// order in which libraries are loaded. A record joins the process-wide list when its class is
+/// first allocated; the list is walked with `first` and `next`, newest first.
+class AllocTrackTypeInfo {
+ public:
+  /// `className` must outlive the record; it is the class's full name.
+  constexpr explicit AllocTrackTypeInfo(char const* className) noexcept : className_(className) {}
+  AllocTrackTypeInfo(AllocTrackTypeInfo const&) = delete;
+  AllocTrackTypeInfo& operator=(AllocTrackTypeInfo const&) = delete;
+
+  void trackAllocation() noexcept;
+  void trackDeallocation() noexcept;
+
+  char const* className() const noexcept { return className_; }
+  /// Objects alive now.
+  U64 live() const noexcept { return live_.load(std::memory_order_relaxed); }
+  /// Objects ever allocated.
+  U64 allocated() const noexcept { return allocated_.load(std::memory_order_relaxed); }
+
+  /// The record of the class that was allocated last for the first time; null when no class was.
+  static AllocTrackTypeInfo const* first() noexcept;
+  /// The record that joined before this one; null after the oldest.
+  AllocTrackTypeInfo const* next() const noexcept { return next_; }
+
+ private:
+  char const* className_;
+  std::atomic<U64> live_{0};
+  std::atomic<U64> allocated_{0};
+  AllocTrackTypeInfo* next_ = nullptr;
+};
+
+}  // namespace Kiv

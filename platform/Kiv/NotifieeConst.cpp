@@ -1,0 +1,60 @@
+#include "Kiv/NotifieeConst.h"
+
+#include "Kiv/Delivery.h"
+#include "Kiv/NotifieeList.h"
+
+namespace Kiv {
+
+PtrInterface const* PtrInterface::NotifieeConst::kivReactor() const { return nullptr; }
+void PtrInterface::NotifieeConst::handleNotification(ActivityConfig* /*activity*/) {}
+void PtrInterface::NotifieeConst::onNotificationException() {}
+void PtrInterface::NotifieeConst::onZeroReferences() {}
+ActivityConfig* PtrInterface::NotifieeConst::kivFwkActivity() const { return nullptr; }
+PtrInterface* PtrInterface::NotifieeConst::actsm() { return nullptr; }
+
+void PtrInterface::NotifieeConst::hasNotificationActiveIs(bool active) {
+  PtrInterface::hasNotificationActiveIs(active);
+  hearFromNow();
+}
+
+void PtrInterface::NotifieeConst::zeroReferencesIs(bool zero) {
+  if (zero) {
+    onZeroReferences();
+    deafUntil_ = always;
+  }
+  PtrInterface::zeroReferencesIs(zero);
+}
+
+PtrInterface::NotifieeConst::~NotifieeConst() {
+  if (registered_) notifier_->notifieeList()->notifieeDel(*this);
+}
+
+void PtrInterface::NotifieeConst::isRegisteredNotifieeIs(bool registered) {
+  if (registered == registered_ || !notifier_) return;
+  NotifieeList* const list = notifier_->notifieeList();
+  if (list == nullptr) return;
+  if (registered) {
+    list->reserve();
+    list->notifieeIs(*this);
+  } else {
+    list->notifieeDel(*this);
+  }
+  registered_ = registered;
+  hearFromNow();
+}
+
+void PtrInterface::NotifieeConst::notifierIs(Ptr<PtrInterface const> const& notifier) {
+  if (notifier == notifier_) return;
+  bool const registered = registered_;
+  NotifieeList* const list = notifier ? notifier->notifieeList() : nullptr;
+  if (registered && list != nullptr) list->reserve();
+  isRegisteredNotifieeIs(false);
+  notifier_ = notifier;
+  isRegisteredNotifieeIs(registered);
+}
+
+void PtrInterface::NotifieeConst::hearFromNow() noexcept {
+  deafUntil_ = registered_ && hasNotificationActive() ? Delivery::latestChange() : always;
+}
+
+}  // namespace Kiv

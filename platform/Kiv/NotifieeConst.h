@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+
+#include "Kiv/NotifieeList.h"
+#include "Kiv/PtrInterface.h"
+
+namespace Kiv {
+
+/// Somebody who watches one object, its *notifier*, and is told of the object's changes.
+///
+/// A notifiee holds a counted pointer to its notifier, and the notifier's list a plain pointer to
+/// the notifiee; the notifiee takes itself off the list when it is destroyed. It hears a change
+/// when it was registered and active at the time the change was made, and still is when its turn
+/// comes.
+class PtrInterface::NotifieeConst : public PtrInterface {
+ public:
+  /// The object that acts when this notifiee is told something; null when there is nothing to name.
+  virtual PtrInterface const* kivReactor() const;
+  /// For notifiees that are served by an activity; the others are told directly.
+  virtual void handleNotification(ActivityConfig* activity);
+  /// Called after one of the notifiee's own notifications has raised an exception. Must not raise.
+  virtual void onNotificationException();
+  /// Called when the last reference to the notifiee is gone, before it is destroyed.
+  virtual void onZeroReferences();
+  /// The activity that serves the notifiee; null when it is told directly.
+  virtual ActivityConfig* kivFwkActivity() const;
+  /// The state machine of that activity; null when there is none.
+  virtual PtrInterface* actsm();
+
+  /// Starts or stops the delivery of notifications. Changes made before the start are not heard.
+  void hasNotificationActiveIs(bool active) override;
+
+  /// A notifiee without references hears nothing any more.
+  void zeroReferencesIs(bool zero) override;
+
+  ~NotifieeConst() override;
+
+  /// The watched object, or null.
+  Ptr<PtrInterface const> const& notifier() const noexcept { return notifier_; }
+  bool isRegisteredNotifiee() const noexcept { return registered_; }
+
+  /// Puts the notifiee on its notifier's list or takes it off. Without a notifier, or with one that
+  /// cannot be watched, nothing happens. Raises `std::bad_alloc`, with nothing changed.
+  void isRegisteredNotifieeIs(bool registered);
+
+  /// Whether the notifiee is to be told of the change of that number.
+  bool hears(U64 change) const noexcept { return change > deafUntil_; }
+
+ protected:
+  NotifieeConst() noexcept = default;
+
+  /// Watches `notifier` from now on; null watches nothing. A registration moves along. For derived
+  /// classes, which know what their notifications come from. Raises `std::bad_alloc`, with nothing
+  /// changed.
+  void notifierIs(Ptr<PtrInterface const> const& notifier);
+
+ private:
+  friend class NotifieeList;
+  static constexpr U64 always = ~U64{0};
+
+  void hearFromNow() noexcept;
+
+  Ptr<PtrInterface const> notifier_;
+  U64 deafUntil_ = always;
+  std::size_t place_ = 0;
+  bool registered_ = false;
+};
+
+}  // namespace Kiv
