@@ -78,7 +78,8 @@ void MacsecProxySm::hasNotificationActiveIs(bool active) {
   PtrInterface::hasNotificationActiveIs(active);
   config_.hasNotificationActiveIs(active);
   for (auto walk = macsecProxyIntfSm_.iteratorConst(); walk; ++walk) {
-    Kiv::Ptr<MacsecProxyIntfSm> const machine = walk.value();
+    // Held: the call may take the machine out of the registry.
+    Kiv::Ptr<MacsecProxyIntfSm> const machine(walk.value().ptr());
     machine->hasNotificationActiveIs(active);
   }
 }
@@ -118,7 +119,7 @@ Kiv::Ptr<MacsecProxyIntfSm> MacsecProxySm::macsecProxyIntfSmIs(
     Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
     Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface,
     Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir) {
-  if (Kiv::Ptr<MacsecProxyIntfSm> const present = macsecProxyIntfSm(intfId)) {
+  if (Kiv::Ptr<MacsecProxyIntfSm> present = macsecProxyIntfSm(intfId)) {
     std::type_info const& entity = typeid(Kiv::Entity);
     requireSame("_config", config, present->config(), entity);
     requireSame("_status", status, present->status(), entity);

@@ -28,9 +28,9 @@ void* PtrInterface::kivMemAlloc(std::size_t size, AllocTrackTypeInfo& record) {
   return memory;
 }
 
-void PtrInterface::kivMemFree(void* memory, std::size_t size, AllocTrackTypeInfo& record) noexcept {
+void PtrInterface::kivMemFree(void* memory, AllocTrackTypeInfo& record) noexcept {
   record.trackDeallocation();
-  ::operator delete(memory, size);
+  ::operator delete(memory);
 }
 
 }  // namespace Kiv

@@ -55,7 +55,7 @@ class PtrInterface : public VFPtrInterface {
   /// Memory for an object of the class that `record` counts. Raises `std::bad_alloc`.
   static void* kivMemAlloc(std::size_t size, AllocTrackTypeInfo& record);
   /// Gives the memory back.
-  static void kivMemFree(void* memory, std::size_t size, AllocTrackTypeInfo& record) noexcept;
+  static void kivMemFree(void* memory, AllocTrackTypeInfo& record) noexcept;
 
   static KivType const _kivType;
 
@@ -74,8 +74,8 @@ class PtrInterface : public VFPtrInterface {
   static void* operator new(std::size_t size) {                                      \
     return Kiv::PtrInterface::kivMemAlloc(size, kivAllocTrackTypeInfo_);             \
   }                                                                                  \
-  static void operator delete(void* memory, std::size_t size) noexcept {             \
-    Kiv::PtrInterface::kivMemFree(memory, size, kivAllocTrackTypeInfo_);             \
+  static void operator delete(void* memory) noexcept {                               \
+    Kiv::PtrInterface::kivMemFree(memory, kivAllocTrackTypeInfo_);                   \
   }
 
 }  // namespace Kiv
