@@ -1,6 +1,7 @@
 #include "MacsecProxy/MacsecProxyIntfSm.h"
 
-#include <string_view>
+#include <exception>
+#include <utility>
 
 #include "Bridging/Dot1qEncap.h"
 #include "Bridging/VlanId.h"
@@ -11,21 +12,12 @@
 
 namespace MacsecProxy {
 
-namespace {
-
-/// Passes `intfId` on when the machine may be built from what goes with it.
-Velto::IntfId checked(Velto::IntfId intfId, Kiv::Ptr<Status> const& status,
-                      Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
-                      Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
-                      Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface) {
-  Kiv::checkConsistency(status != nullptr, "status");
-  Kiv::checkConsistency(dynDot1qEncap != nullptr, "dynDot1qEncap");
-  Kiv::checkConsistency(ethIntfStatusDir != nullptr, "ethIntfStatusDir");
-  Kiv::checkConsistency(ioctlDrvInterface != nullptr, "ioctlDrvInterface");
-  return intfId;
-}
-
-}  // namespace
+constinit Kiv::AllocTrackTypeInfo MacsecProxyIntfSm::KivConfig::kivAllocTrackTypeInfo_{
+    "MacsecProxy::MacsecProxyIntfSm::KivConfig"};
+constinit Kiv::AllocTrackTypeInfo MacsecProxyIntfSm::KivDeviceIntfStatusDir::kivAllocTrackTypeInfo_{
+    "MacsecProxy::MacsecProxyIntfSm::KivDeviceIntfStatusDir"};
+constinit Kiv::AllocTrackTypeInfo MacsecProxyIntfSm::kivAllocTrackTypeInfo_{
+    "MacsecProxy::MacsecProxyIntfSm"};
 
 Kiv::Ptr<MacsecProxyIntfSm> MacsecProxyIntfSm::MacsecProxyIntfSmIs(
     Velto::IntfId intfId, Kiv::Ptr<Config const> const& config, Kiv::Ptr<Status> const& status,
@@ -33,6 +25,10 @@ Kiv::Ptr<MacsecProxyIntfSm> MacsecProxyIntfSm::MacsecProxyIntfSmIs(
     Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
     Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface,
     Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir) {
+  Kiv::checkConsistency(status != nullptr, "status");
+  Kiv::checkConsistency(dynDot1qEncap != nullptr, "dynDot1qEncap");
+  Kiv::checkConsistency(ethIntfStatusDir != nullptr, "ethIntfStatusDir");
+  Kiv::checkConsistency(ioctlDrvInterface != nullptr, "ioctlDrvInterface");
   auto machine = Kiv::Ptr<MacsecProxyIntfSm>::adopt(
       new MacsecProxyIntfSm(intfId, config, status, dynDot1qEncap, ethIntfStatusDir,
                             ioctlDrvInterface, deviceIntfStatusDir));
@@ -46,7 +42,7 @@ MacsecProxyIntfSm::MacsecProxyIntfSm(
     Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
     Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface,
     Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir)
-    : intfId_(checked(intfId, status, dynDot1qEncap, ethIntfStatusDir, ioctlDrvInterface)),
+    : intfId_(intfId),
       config_(config, *this),
       status_(status),
       dynDot1qEncap_(dynDot1qEncap),
@@ -58,9 +54,9 @@ MacsecProxyIntfSm::MacsecProxyIntfSm(
 
 MacsecProxyIntfSm::~MacsecProxyIntfSm() {
   cleanup();
-  MacsecProxyIntfSm::kivDoZombieReactors(true);
-  config_.ownerDel();
-  deviceIntfStatusDir_.ownerDel();
+  kivDoZombieReactors(true);
+  config_.retire();
+  deviceIntfStatusDir_.retire();
   macsecTagDel();
 }
 
@@ -138,7 +134,11 @@ void MacsecProxyIntfSm::cleanup() {
 void MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId intfId) {
   trace(__LINE__, "handleProxyConfig", intfId_,
         " void MacsecProxy::MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId): ", intfId);
-  if (Velto::SubIntfId::parentIntfId(intfId) != intfId_) return;
+  // Every machine hears of every key, so those that ignore it must do no more than this.
+  if (Velto::SubIntfId::parentIntfId(intfId) == intfId_) handleOwnProxyConfig(intfId);
+}
+
+void MacsecProxyIntfSm::handleOwnProxyConfig(Velto::IntfId intfId) {
   Kiv::Ptr<Config const> const configuration = config();
   if (!configuration) return;
   if (Kiv::Ptr<ProxyConfig const> const entry = configuration->proxyConfig(intfId)) {
@@ -194,7 +194,9 @@ void MacsecProxyIntfSm::addProxySubIntfStatus(Velto::IntfId proxySubIntfId,
   Kiv::checkConsistency(macsecTag_ != nullptr, "macsecTag");
   if (status_->proxySubIntfStatusHas(proxySubIntfId)) deleteProxySubIntfStatus(proxySubIntfId);
 
-  U32 const freeTag = macsecTag_->findClearBitInRange(1, macsecTag_->size());
+  // A tag is what the low 16 bits say; the pool may be larger than the range of tags.
+  U32 const freeTag = macsecTag_->findClearBitInRange(1, macsecTag_->size(),
+                                                      Pesk::HBitmap::IndexPreference::lowest);
   Bridging::VlanId const encryptTag(freeTag & 0xFFFFU);
   Kiv::checkConsistency(encryptTag.value() % 2 != 0, "encryptTag.value() % 2");
   Bridging::VlanId const clientTag(encryptTag.value() + 1U);
@@ -215,21 +217,30 @@ void MacsecProxyIntfSm::deleteProxySubIntfStatus(Velto::IntfId proxySubIntfId) {
   trace(__LINE__, "deleteProxySubIntfStatus", intfId_,
         " void MacsecProxy::MacsecProxyIntfSm::deleteProxySubIntfStatus(Velto::IntfId): ",
         proxySubIntfId);
-  // The record is held until the end: it is what the steps below go by.
+  // The record is held until the end: it is what the steps below go by. Their order is a promise;
+  // it is not the reverse of that of the add.
   Kiv::Ptr<ProxySubIntfStatus const> const record = status_->proxySubIntfStatus(proxySubIntfId);
   if (!record) return;
-  if (macsecTag_) {
+  if (macsecTag_ && record->clientTag().value() <= macsecTag_->size()) {
     macsecTag_->clearBitsInRange(record->encryptTag().value(), record->clientTag().value());
   }
+  // Its tags being free, the sub-interface goes out of service even when the driver refuses.
+  std::exception_ptr refusal;
   if (record->clientIntfId() != Velto::IntfId()) {
     clientIntfDel(record->clientIntfId());
-    doUpdateDmaMacsecProxyClient(proxySubIntfId, record->clientIntfId(), Bridging::VlanIdOrNone(),
-                                 false);
+    try {
+      // A disable names the sub-interface itself, which needs no status of the port.
+      doUpdateDmaMacsecProxyClient(proxySubIntfId, record->clientIntfId(), Bridging::VlanIdOrNone(),
+                                   false);
+    } catch (...) {
+      refusal = std::current_exception();
+    }
   }
   dynDot1qEncap_->encapDel(proxySubIntfId);
   dynDot1qEncap_->encapDel(record->patchSubIntfId());
   status_->proxySubIntfStatusDel(proxySubIntfId);
   proxySubIntfDel(proxySubIntfId);
+  if (refusal) std::rethrow_exception(refusal);
 }
 
 void MacsecProxyIntfSm::doUpdateDmaMacsecProxy(Velto::IntfId intfId, bool enable) {
@@ -263,7 +274,7 @@ void MacsecProxyIntfSm::doUpdateDmaMacsecProxyClient(Velto::IntfId proxyIntfId,
 }
 
 void MacsecProxyIntfSm::send(DriverCommand const& command) {
-  // The driver may do anything while it is told, also let go of the channel.
+  // Held for the call.
   Kiv::Ptr<Pesk::IoctlDrvInterface> const channel = ioctlDrvInterface_;
   channel->doIoctl(command.buffer(), DriverCommand::bufferLength, 0, 1, 0);
 }

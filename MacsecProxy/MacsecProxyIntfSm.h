@@ -8,6 +8,7 @@
 #include "Kiv/Integers.h"
 #include "Kiv/Ptr.h"
 #include "Kiv/PtrInterface.h"
+#include "MacsecProxy/Api.h"
 #include "MacsecProxy/Config.h"
 #include "MacsecProxy/Reactor.h"
 #include "MacsecProxy/ReactorSlot.h"
@@ -29,37 +30,38 @@ class DriverCommand;
 /// for each proxy interface in use and drops it with the interface's last sub-interface.
 ///
 /// Everything runs on the agent thread that owns the entities. Handlers raise what the driver
-/// raises, the range error "VlanId::value < 1 or > 4094 not allowed" when no tag pair is free, and
-/// `std::bad_alloc`.
-class MacsecProxyIntfSm : public Kiv::PtrInterface {
+/// raises, the range error "VlanId::value < 1 or > 4094 not allowed" when no tag pair is free,
+/// `std::bad_alloc`, and the consistency errors that they name. The destructor does not raise: a
+/// driver that refuses a command of a teardown ends the process.
+class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
  public:
   /// Tells a machine of changes of the configuration.
-  class KivConfig final : public Reactor<Config, MacsecProxyIntfSm> {
+  class MACSECPROXY_LOCAL KivConfig final : public Reactor<Config, MacsecProxyIntfSm> {
    public:
     using Reactor::Reactor;
 
     void onProxyConfig(Velto::IntfId proxySubIntfId) override {
-      if (!kivMarkedForDeletion()) owner()->handleProxyConfig(proxySubIntfId);
+      if (auto* const owner = listener()) owner->handleProxyConfig(proxySubIntfId);
     }
     void onProxyConfigkivImmediate() override {}
     using Config::NotifieeConst::onProxyConfig;
 
-    KIV_ALLOC_TRACKED("MacsecProxy::MacsecProxyIntfSm::KivConfig")
+    KIV_ALLOC_TRACKED
   };
 
   /// Tells a machine of changes of device names.
-  class KivDeviceIntfStatusDir final
+  class MACSECPROXY_LOCAL KivDeviceIntfStatusDir final
       : public Reactor<Interface::DeviceIntfStatusDir, MacsecProxyIntfSm> {
    public:
     using Reactor::Reactor;
 
     void onIntfStatusAndDeviceName(Velto::IntfId intfId) override {
-      if (!kivMarkedForDeletion()) owner()->handleIntf(intfId);
+      if (auto* const owner = listener()) owner->handleIntf(intfId);
     }
     void onIntfStatusAndDeviceNamekivImmediate() override {}
     using Interface::DeviceIntfStatusDir::NotifieeConst::onIntfStatusAndDeviceName;
 
-    KIV_ALLOC_TRACKED("MacsecProxy::MacsecProxyIntfSm::KivDeviceIntfStatusDir")
+    KIV_ALLOC_TRACKED
   };
 
   /// Creates the machine of the proxy interface `intfId`, lets it start up and switches its
@@ -119,9 +121,9 @@ class MacsecProxyIntfSm : public Kiv::PtrInterface {
   }
 
   /// The proxy sub-interfaces in service, each with true.
-  using ProxySubIntf = Kiv::HashMap<Velto::IntfId, bool>;
-  using KivProxySubIntf = ProxySubIntf::Member;
-  ProxySubIntf const& proxySubIntf() const noexcept { return proxySubIntf_; }
+  using ProxySubIntfMap = Kiv::HashMap<Velto::IntfId, bool>;
+  using KivProxySubIntf = ProxySubIntfMap::Member;
+  ProxySubIntfMap const& proxySubIntf() const noexcept { return proxySubIntf_; }
   /// The value at `key`, false when there is none.
   bool proxySubIntf(Velto::IntfId key) const { return proxySubIntf_.value(key); }
   bool proxySubIntfHas(Velto::IntfId key) const { return proxySubIntf_.has(key); }
@@ -132,9 +134,9 @@ class MacsecProxyIntfSm : public Kiv::PtrInterface {
   void proxySubIntfNotify(Velto::IntfId /*key*/) {}
 
   /// For each client interface the proxy sub-interface that serves it.
-  using ClientIntf = Kiv::HashMap<Velto::IntfId, Velto::IntfId>;
-  using KivClientIntf = ClientIntf::Member;
-  ClientIntf const& clientIntf() const noexcept { return clientIntf_; }
+  using ClientIntfMap = Kiv::HashMap<Velto::IntfId, Velto::IntfId>;
+  using KivClientIntf = ClientIntfMap::Member;
+  ClientIntfMap const& clientIntf() const noexcept { return clientIntf_; }
   /// The value at `key`, the empty identifier when there is none.
   Velto::IntfId clientIntf(Velto::IntfId key) const { return clientIntf_.value(key); }
   bool clientIntfHas(Velto::IntfId key) const { return clientIntf_.has(key); }
@@ -157,11 +159,11 @@ class MacsecProxyIntfSm : public Kiv::PtrInterface {
   /// what is configured into service and enables the interface in the driver.
   void handleInitialized();
   /// Takes everything out of service and disables the interface in the driver. Does not read the
-  /// configuration.
+  /// configuration. The destructor runs it.
   void cleanup();
 
   /// A key of the configuration has changed: brings it into or out of service when it is a
-  /// sub-interface of this interface. Without a configuration nothing happens.
+  /// sub-interface of this interface. Without a configuration it only traces.
   void handleProxyConfig(Velto::IntfId intfId);
   /// `handleProxyConfig` for every key of the configuration.
   void handleProxyConfig();
@@ -181,7 +183,8 @@ class MacsecProxyIntfSm : public Kiv::PtrInterface {
   /// anything is changed for the new pair.
   void addProxySubIntfStatus(Velto::IntfId proxySubIntfId, Velto::IntfId patchSubIntfId);
   /// Takes a proxy sub-interface out of service, going by its status record alone. Without a record
-  /// nothing happens.
+  /// it only traces. When the driver refuses the command, everything else is done before its
+  /// exception comes through.
   void deleteProxySubIntfStatus(Velto::IntfId proxySubIntfId);
 
   /// Has the driver switch the proxy mode of a port. Sends nothing while the port has no Ethernet
@@ -194,19 +197,20 @@ class MacsecProxyIntfSm : public Kiv::PtrInterface {
                                     Bridging::VlanIdOrNone clientTag, bool enable);
 
   static Kiv::KivType const _kivType;
-  KIV_ALLOC_TRACKED("MacsecProxy::MacsecProxyIntfSm")
+  KIV_ALLOC_TRACKED
 
  private:
-  MacsecProxyIntfSm(Velto::IntfId intfId, Kiv::Ptr<Config const> const& config,
-                    Kiv::Ptr<Status> const& status,
-                    Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
-                    Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
-                    Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface,
-                    Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir);
+  MACSECPROXY_LOCAL MacsecProxyIntfSm(
+      Velto::IntfId intfId, Kiv::Ptr<Config const> const& config, Kiv::Ptr<Status> const& status,
+      Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
+      Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
+      Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface,
+      Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir);
 
-  void send(DriverCommand const& command);
+  [[gnu::noinline]] MACSECPROXY_LOCAL void handleOwnProxyConfig(Velto::IntfId intfId);
+  MACSECPROXY_LOCAL void send(DriverCommand const& command);
 
-  // In the order in which they are made; they go in the reverse order.
+  // The order is a promise: references are released in the reverse of it.
   Velto::IntfId const intfId_;
   ReactorSlot<KivConfig> config_;
   Kiv::Ptr<Status> const status_;
@@ -214,8 +218,8 @@ class MacsecProxyIntfSm : public Kiv::PtrInterface {
   Kiv::Ptr<Interface::EthIntfStatusDir const> const ethIntfStatusDir_;
   Kiv::Ptr<Pesk::IoctlDrvInterface> const ioctlDrvInterface_;
   ReactorSlot<KivDeviceIntfStatusDir> deviceIntfStatusDir_;
-  ProxySubIntf proxySubIntf_;
-  ClientIntf clientIntf_;
+  ProxySubIntfMap proxySubIntf_;
+  ClientIntfMap clientIntf_;
   Kiv::Ptr<Pesk::Bitmap> macsecTag_;
 };
 

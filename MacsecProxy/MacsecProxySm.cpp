@@ -33,6 +33,11 @@ void requireSame(char const* attribute, Kiv::Ptr<Object> const& requested,
 
 }  // namespace
 
+constinit Kiv::AllocTrackTypeInfo MacsecProxySm::KivConfig::kivAllocTrackTypeInfo_{
+    "MacsecProxy::MacsecProxySm::KivConfig"};
+constinit Kiv::AllocTrackTypeInfo MacsecProxySm::kivAllocTrackTypeInfo_{
+    "MacsecProxy::MacsecProxySm"};
+
 Kiv::Ptr<MacsecProxySm> macsecProxySmFactory(
     Kiv::Ptr<Config const> const& config, Kiv::Ptr<Status> const& status,
     Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
@@ -63,12 +68,18 @@ MacsecProxySm::MacsecProxySm(
       dynDot1qEncap_(dynDot1qEncap),
       ethIntfStatusDir_(ethIntfStatusDir),
       deviceIntfStatusDir_(deviceIntfStatusDir) {
-  handleInitialized();
+  try {
+    handleInitialized();
+  } catch (...) {
+    // The machines made so far are torn down next; nothing may reach the coordinator meanwhile.
+    config_.retire();
+    throw;
+  }
 }
 
 MacsecProxySm::~MacsecProxySm() {
-  MacsecProxySm::kivDoZombieReactors(true);
-  config_.ownerDel();
+  kivDoZombieReactors(true);
+  config_.retire();
   ioctlDrvFabDel();
   macsecProxyIntfSmDelAll();
 }
@@ -153,7 +164,6 @@ void MacsecProxySm::handleInitialized() {
   ioctlDrvFabIs();
   if (Kiv::Ptr<Config const> const configuration = config()) {
     Kiv::checkConsistency(status_ != nullptr, "status");
-    Kiv::checkConsistency(dynDot1qEncap_ != nullptr, "dynDot1qEncap");
     auto const traceRemoval = [](U32 line, Velto::IntfId removed) {
       trace(line, "handleInitialized",
             "void MacsecProxy::MacsecProxySm::handleInitialized(): Removing ", removed);
@@ -161,6 +171,7 @@ void MacsecProxySm::handleInitialized() {
 
     for (auto walk = status_->proxySubIntfStatus().iteratorConst(); walk; ++walk) {
       if (configuration->proxyConfigHas(walk.key())) continue;
+      Kiv::checkConsistency(dynDot1qEncap_ != nullptr, "dynDot1qEncap");
       traceRemoval(__LINE__, walk.key());
       Velto::IntfId const patchSubIntfId = walk.value()->patchSubIntfId();
       dynDot1qEncap_->encapDel(walk.key());
@@ -206,7 +217,8 @@ void MacsecProxySm::handleProxyConfig(Velto::IntfId intfId) {
   } else if (count > 1) {
     proxySubIntfCntIs(parent, count - 1);
   }
-  // A removal without a count belongs to an interface whose machine could not be made.
+  // Removals without a count are ignored: additions whose machine could not be made were not
+  // counted.
 }
 
 void MacsecProxySm::handleProxyConfig() {

@@ -7,6 +7,7 @@
 #include "Kiv/Integers.h"
 #include "Kiv/Ptr.h"
 #include "Kiv/PtrInterface.h"
+#include "MacsecProxy/Api.h"
 #include "MacsecProxy/Config.h"
 #include "MacsecProxy/MacsecProxyIntfSm.h"
 #include "MacsecProxy/Reactor.h"
@@ -26,25 +27,26 @@ namespace MacsecProxy {
 /// service; the marks stay for the next start.
 ///
 /// Everything runs on the agent thread that owns the entities. Handlers raise what the machines
-/// raise.
+/// raise. Destructors do not: a driver that refuses a command while a machine is torn down, with
+/// its port's last sub-interface or with the coordinator, ends the process.
 ///
 ///     auto coordinator = MacsecProxy::macsecProxySmFactory(config, status, dynDot1qEncap,
 ///                                                          ethIntfStatusDir, deviceIntfStatusDir);
 ///     config->proxyConfigIs(...);  // and the driver is told
-class MacsecProxySm : public Kiv::PtrInterface {
+class MACSECPROXY_API MacsecProxySm final : public Kiv::PtrInterface {
  public:
   /// Tells the coordinator of changes of the configuration.
-  class KivConfig final : public Reactor<Config, MacsecProxySm> {
+  class MACSECPROXY_LOCAL KivConfig final : public Reactor<Config, MacsecProxySm> {
    public:
     using Reactor::Reactor;
 
     void onProxyConfig(Velto::IntfId proxySubIntfId) override {
-      if (!kivMarkedForDeletion()) owner()->handleProxyConfig(proxySubIntfId);
+      if (auto* const owner = listener()) owner->handleProxyConfig(proxySubIntfId);
     }
     void onProxyConfigkivImmediate() override {}
     using Config::NotifieeConst::onProxyConfig;
 
-    KIV_ALLOC_TRACKED("MacsecProxy::MacsecProxySm::KivConfig")
+    KIV_ALLOC_TRACKED
   };
 
   /// Creates a coordinator, lets it start up and switches its notifications on. Without a `config`
@@ -94,9 +96,10 @@ class MacsecProxySm : public Kiv::PtrInterface {
   Kiv::Ptr<Pesk::IoctlDrvFab> ioctlDrvFabDel() noexcept;
 
   /// For each proxy interface in use, how many sub-interfaces are configured: a running balance of
-  /// the additions and removals that were heard.
-  using ProxySubIntfCnt = Kiv::HashMap<Velto::IntfId, U32>;
-  ProxySubIntfCnt const& proxySubIntfCnt() const noexcept { return proxySubIntfCnt_; }
+  /// the additions and removals that were heard, not a recount. An addition whose machine could not
+  /// be made is not counted; a machine made later serves that sub-interface all the same.
+  using ProxySubIntfCntMap = Kiv::HashMap<Velto::IntfId, U32>;
+  ProxySubIntfCntMap const& proxySubIntfCnt() const noexcept { return proxySubIntfCnt_; }
   /// The count at `key`, 0 when there is none.
   U32 proxySubIntfCnt(Velto::IntfId key) const { return proxySubIntfCnt_.value(key); }
   bool proxySubIntfCntHas(Velto::IntfId key) const { return proxySubIntfCnt_.has(key); }
@@ -107,8 +110,8 @@ class MacsecProxySm : public Kiv::PtrInterface {
   void proxySubIntfCntNotify(Velto::IntfId /*key*/) {}
 
   /// The machines, by proxy interface.
-  using Registry = Kiv::HashMap<Velto::IntfId, Kiv::Ptr<MacsecProxyIntfSm>>;
-  Registry const& macsecProxyIntfSm() const noexcept { return macsecProxyIntfSm_; }
+  using MacsecProxyIntfSmMap = Kiv::HashMap<Velto::IntfId, Kiv::Ptr<MacsecProxyIntfSm>>;
+  MacsecProxyIntfSmMap const& macsecProxyIntfSm() const noexcept { return macsecProxyIntfSm_; }
   /// The machine of `key`, null when there is none.
   Kiv::Ptr<MacsecProxyIntfSm> macsecProxyIntfSm(Velto::IntfId key) const {
     return macsecProxyIntfSm_.value(key);
@@ -131,37 +134,39 @@ class MacsecProxySm : public Kiv::PtrInterface {
 
   /// Starts up: makes the driver channel, clears away the records, encapsulations and marks that
   /// are no longer configured, and counts what is. Without a configuration only the channel is
-  /// made. Raises the consistency error "status" or "dynDot1qEncap" when that one is null.
+  /// made. With one, raises the consistency error "status" when that is null, and "dynDot1qEncap"
+  /// when that is null and there is a record to clear away, each before anything is touched.
   void handleInitialized();
   /// A key of the configuration has changed: counts it for its parent, whose machine comes with the
-  /// first one and goes with the last. Without a configuration nothing happens. Raises the
+  /// first one and goes with the last. Without a configuration it only traces. Raises the
   /// consistency error "status" when the status is null.
   void handleProxyConfig(Velto::IntfId intfId);
   /// `handleProxyConfig` for every key of the configuration.
   void handleProxyConfig();
 
   static Kiv::KivType const _kivType;
-  KIV_ALLOC_TRACKED("MacsecProxy::MacsecProxySm")
+  KIV_ALLOC_TRACKED
 
  private:
-  MacsecProxySm(Kiv::Ptr<Config const> const& config, Kiv::Ptr<Status> const& status,
-                Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
-                Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
-                Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir);
+  MACSECPROXY_LOCAL MacsecProxySm(
+      Kiv::Ptr<Config const> const& config, Kiv::Ptr<Status> const& status,
+      Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
+      Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
+      Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir);
 
-  // In the order in which they are made; they go in the reverse order.
+  // The order is a promise: references are released in the reverse of it.
   ReactorSlot<KivConfig> config_;
   Kiv::Ptr<Status> const status_;
   Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const dynDot1qEncap_;
   Kiv::Ptr<Interface::EthIntfStatusDir const> const ethIntfStatusDir_;
   Kiv::Ptr<Interface::DeviceIntfStatusDir const> const deviceIntfStatusDir_;
   Kiv::Ptr<Pesk::IoctlDrvFab> ioctlDrvFab_;
-  ProxySubIntfCnt proxySubIntfCnt_;
-  Registry macsecProxyIntfSm_;
+  ProxySubIntfCntMap proxySubIntfCnt_;
+  MacsecProxyIntfSmMap macsecProxyIntfSm_;
 };
 
 /// The library's entry point: `MacsecProxySm::MacsecProxySmIs` with the same arguments.
-Kiv::Ptr<MacsecProxySm> macsecProxySmFactory(
+MACSECPROXY_API Kiv::Ptr<MacsecProxySm> macsecProxySmFactory(
     Kiv::Ptr<Config const> const& config, Kiv::Ptr<Status> const& status,
     Kiv::Ptr<Interface::SubIntfDynDot1qEncap> const& dynDot1qEncap,
     Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,

@@ -52,9 +52,13 @@ class Reactor : public Entity::NotifieeConst {
     return Kiv::Ptr<Entity const>(static_cast<Entity const*>(this->notifier().ptr()));
   }
 
-  /// The machine that is told; null once it has let go of the reactor.
+  /// The machine; null once it has let go of the reactor.
   Owner* owner() const noexcept { return owner_; }
   void ownerDel() noexcept { owner_ = nullptr; }
+
+ protected:
+  /// The machine that is to be told; null when the reactor is marked for deletion or on its own.
+  Owner* listener() const noexcept { return this->kivMarkedForDeletion() ? nullptr : owner_; }
 
  private:
   Owner* owner_;

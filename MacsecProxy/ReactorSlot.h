@@ -24,7 +24,7 @@ class ReactorSlot {
   }
   ReactorSlot(ReactorSlot const&) = delete;
   ReactorSlot& operator=(ReactorSlot const&) = delete;
-  ~ReactorSlot() { retire(reactor_); }
+  ~ReactorSlot() { retire(); }
 
   /// The watched entity, or null.
   Kiv::Ptr<Entity const> entity() const noexcept {
@@ -68,10 +68,9 @@ class ReactorSlot {
     if (Kiv::Ptr<ReactorType> const held = reactor_) held->kivDoZombieReactors(zombie);
   }
 
-  /// Takes the owner from the reactor, which can then reach it no more.
-  void ownerDel() noexcept {
-    if (reactor_) reactor_->ownerDel();
-  }
+  /// Marks the reactor for deletion and takes its owner from it, which it can then reach no more.
+  /// The slot keeps it.
+  void retire() { retire(reactor_); }
 
  private:
   void bind(Kiv::Ptr<Entity const> const& entity, Owner& owner) {

@@ -5,6 +5,9 @@
 namespace MacsecProxy {
 
 constinit Kiv::KivType const Config::_kivType{"MacsecProxy::Config", &Kiv::Entity::_kivType};
+constinit Kiv::AllocTrackTypeInfo Config::kivAllocTrackTypeInfo_{"MacsecProxy::Config"};
+
+Kiv::KivType const* Config::fwkType() const { return &_kivType; }
 
 Kiv::Ptr<Config> Config::ConfigIs() { return Kiv::Ptr<Config>::adopt(new Config); }
 

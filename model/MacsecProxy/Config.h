@@ -79,9 +79,9 @@ class Config : public Kiv::Entity {
   }
   bool clientIntfHas(Velto::IntfId intfId) const { return clientIntf_.members().has(intfId); }
 
-  Kiv::KivType const* fwkType() const override { return &_kivType; }
+  Kiv::KivType const* fwkType() const override;
   static Kiv::KivType const _kivType;
-  KIV_ALLOC_TRACKED("MacsecProxy::Config")
+  KIV_ALLOC_TRACKED
 
  private:
   Config() = default;

@@ -28,7 +28,7 @@ class ProxyConfig : public Kiv::PtrInterface {
            left.clientIntfId_ == right.clientIntfId_;
   }
 
-  KIV_ALLOC_TRACKED("MacsecProxy::ProxyConfig")
+  KIV_ALLOC_TRACKED
 
  private:
   Velto::IntfId proxySubIntfId_;

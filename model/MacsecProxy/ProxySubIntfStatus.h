@@ -29,7 +29,7 @@ class ProxySubIntfStatus : public Kiv::PtrInterface {
   /// client's traffic with it.
   Bridging::VlanId clientTag() const noexcept { return clientTag_; }
 
-  KIV_ALLOC_TRACKED("MacsecProxy::ProxySubIntfStatus")
+  KIV_ALLOC_TRACKED
 
  private:
   Velto::IntfId proxySubIntfId_;

@@ -5,6 +5,9 @@
 namespace MacsecProxy {
 
 constinit Kiv::KivType const Status::_kivType{"MacsecProxy::Status", &Kiv::Entity::_kivType};
+constinit Kiv::AllocTrackTypeInfo Status::kivAllocTrackTypeInfo_{"MacsecProxy::Status"};
+
+Kiv::KivType const* Status::fwkType() const { return &_kivType; }
 
 Kiv::Ptr<Status> Status::StatusIs() { return Kiv::Ptr<Status>::adopt(new Status); }
 

@@ -4,6 +4,7 @@
 #include "Kiv/Entity.h"
 #include "Kiv/HashMap.h"
 #include "Kiv/Ptr.h"
+#include "Kiv/StoredMap.h"
 #include "MacsecProxy/ProxySubIntfStatus.h"
 #include "Velto/IntfId.h"
 
@@ -22,10 +23,10 @@ class Status : public Kiv::Entity {
   /// Removes the mark and returns it, false when there is none.
   bool proxyIntfDel(Velto::IntfId intfId);
   /// The mark of a proxy interface, false when there is none.
-  bool proxyIntf(Velto::IntfId intfId) const { return proxyIntf_.value(intfId); }
-  bool proxyIntfHas(Velto::IntfId intfId) const { return proxyIntf_.has(intfId); }
+  bool proxyIntf(Velto::IntfId intfId) const { return proxyIntf_.members().value(intfId); }
+  bool proxyIntfHas(Velto::IntfId intfId) const { return proxyIntf_.members().has(intfId); }
   /// All marks, by proxy interface.
-  Kiv::HashMap<Velto::IntfId, bool> const& proxyIntf() const { return proxyIntf_; }
+  Kiv::HashMap<Velto::IntfId, bool> const& proxyIntf() const { return proxyIntf_.members(); }
 
   /// Writes the record of a proxy sub-interface; one that is there already is replaced whole.
   /// Returns the record. Raises `std::bad_alloc`.
@@ -38,26 +39,26 @@ class Status : public Kiv::Entity {
   Kiv::Ptr<ProxySubIntfStatus const> proxySubIntfStatusDel(Velto::IntfId proxySubIntfId);
   /// The record of a proxy sub-interface, null when there is none.
   Kiv::Ptr<ProxySubIntfStatus const> proxySubIntfStatus(Velto::IntfId proxySubIntfId) const {
-    return proxySubIntfStatus_.value(proxySubIntfId);
+    return proxySubIntfStatus_.members().value(proxySubIntfId);
   }
   bool proxySubIntfStatusHas(Velto::IntfId proxySubIntfId) const {
-    return proxySubIntfStatus_.has(proxySubIntfId);
+    return proxySubIntfStatus_.members().has(proxySubIntfId);
   }
   /// All records, by proxy sub-interface.
   Kiv::HashMap<Velto::IntfId, Kiv::Ptr<ProxySubIntfStatus const>> const& proxySubIntfStatus()
       const {
-    return proxySubIntfStatus_;
+    return proxySubIntfStatus_.members();
   }
 
-  Kiv::KivType const* fwkType() const override { return &_kivType; }
+  Kiv::KivType const* fwkType() const override;
   static Kiv::KivType const _kivType;
-  KIV_ALLOC_TRACKED("MacsecProxy::Status")
+  KIV_ALLOC_TRACKED
 
  private:
   Status() = default;
 
-  Kiv::HashMap<Velto::IntfId, bool> proxyIntf_;
-  Kiv::HashMap<Velto::IntfId, Kiv::Ptr<ProxySubIntfStatus const>> proxySubIntfStatus_;
+  Kiv::StoredMap<Velto::IntfId, bool> proxyIntf_;
+  Kiv::StoredMap<Velto::IntfId, Kiv::Ptr<ProxySubIntfStatus const>> proxySubIntfStatus_;
 };
 
 }  // namespace MacsecProxy

@@ -50,13 +50,22 @@ class Names {
     U32 offset;
   };
 
-  Names() { add(""); }
+  /// The empty text has the number 0 and is its own parent, and that of every port.
+  Names() { addChild("", 0); }
 
+  /// Numbers a text after all its parents, from the port down.
   U32 add(std::string_view text) {
     if (auto const known = numbers_.find(text); known != numbers_.end()) return known->second;
-    std::size_t const dot = text.rfind('.');
-    // The empty text, number 0, is its own parent.
-    U32 const parent = dot == std::string_view::npos ? 0 : add(text.substr(0, dot));
+    U32 parent = 0;
+    for (std::size_t dot = text.find('.'); dot != std::string_view::npos;
+         dot = text.find('.', dot + 1)) {
+      parent = addChild(text.substr(0, dot), parent);
+    }
+    return addChild(text, parent);
+  }
+
+  U32 addChild(std::string_view text, U32 parent) {
+    if (auto const known = numbers_.find(text); known != numbers_.end()) return known->second;
     auto const number = static_cast<U32>(numbers_.size());
     Place const place(number);
     Name* block = blocks_[place.block].load(std::memory_order_relaxed);

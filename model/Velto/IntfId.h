@@ -16,8 +16,9 @@ namespace Velto {
 /// identifiers are equal exactly when their texts are.
 ///
 /// Guarantees:
-///  - comparing, hashing and `SubIntfId::parentIntfId` take a few instructions, touch no memory but
-///    the identifiers, lock nothing and allocate nothing, whatever the length of the text;
+///  - comparing, hashing and `SubIntfId::parentIntfId` take a few instructions, lock nothing and
+///    allocate nothing, whatever the length of the text; but for the parent of a parent they touch
+///    no memory besides the identifiers;
 ///  - making one from a text is safe from any thread, at any time, also before and after `main`.
 ///
 /// Each text has a number, given when it is first met and kept for the life of the process;

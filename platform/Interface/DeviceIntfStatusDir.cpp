@@ -6,6 +6,10 @@ namespace Interface {
 
 constinit Kiv::KivType const DeviceIntfStatusDir::_kivType{"Interface::DeviceIntfStatusDir",
                                                            &Kiv::Entity::_kivType};
+constinit Kiv::AllocTrackTypeInfo DeviceIntfStatusDir::kivAllocTrackTypeInfo_{
+    "Interface::DeviceIntfStatusDir"};
+
+Kiv::KivType const* DeviceIntfStatusDir::fwkType() const { return &_kivType; }
 
 Kiv::Ptr<DeviceIntfStatusDir> DeviceIntfStatusDir::DeviceIntfStatusDirIs() {
   return Kiv::Ptr<DeviceIntfStatusDir>::adopt(new DeviceIntfStatusDir);

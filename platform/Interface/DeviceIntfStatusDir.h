@@ -69,9 +69,9 @@ class DeviceIntfStatusDir : public Kiv::Entity {
     return intfStatusByIfIndex_.members().has(ifIndex);
   }
 
-  Kiv::KivType const* fwkType() const override { return &_kivType; }
+  Kiv::KivType const* fwkType() const override;
   static Kiv::KivType const _kivType;
-  KIV_ALLOC_TRACKED("Interface::DeviceIntfStatusDir")
+  KIV_ALLOC_TRACKED
 
  private:
   DeviceIntfStatusDir() = default;

@@ -13,7 +13,7 @@ class EthIntfStatus : public Kiv::PtrInterface {
   /// The name by which driver commands know the port. May be empty.
   Kiv::String const& deviceName() const noexcept { return deviceName_; }
 
-  KIV_ALLOC_TRACKED("Interface::EthIntfStatus")
+  KIV_ALLOC_TRACKED
 
  private:
   Kiv::String deviceName_;

@@ -6,6 +6,10 @@ namespace Interface {
 
 constinit Kiv::KivType const EthIntfStatusDir::_kivType{"Interface::EthIntfStatusDir",
                                                         &Kiv::Entity::_kivType};
+constinit Kiv::AllocTrackTypeInfo EthIntfStatusDir::kivAllocTrackTypeInfo_{
+    "Interface::EthIntfStatusDir"};
+
+Kiv::KivType const* EthIntfStatusDir::fwkType() const { return &_kivType; }
 
 Kiv::Ptr<EthIntfStatusDir> EthIntfStatusDir::EthIntfStatusDirIs() {
   return Kiv::Ptr<EthIntfStatusDir>::adopt(new EthIntfStatusDir);

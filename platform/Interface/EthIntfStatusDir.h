@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "Interface/EthIntfStatus.h"
 #include "Kiv/Entity.h"
 #include "Kiv/HashMap.h"
@@ -19,6 +21,10 @@ class EthIntfStatusDir : public Kiv::Entity {
   /// Sets the status of an interface. A null status is a blank entry, which says as much as none.
   /// Raises `std::bad_alloc`.
   void intfStatusIs(Velto::IntfId intfId, Kiv::Ptr<EthIntfStatus const> const& status);
+  /// Blanks the entry of an interface. Raises `std::bad_alloc`.
+  void intfStatusIs(Velto::IntfId intfId, std::nullptr_t) {
+    intfStatusIs(intfId, Kiv::Ptr<EthIntfStatus const>());
+  }
   /// Sets the status of an interface to one with that device name. Raises `std::bad_alloc`.
   void intfStatusIs(Velto::IntfId intfId, Kiv::String const& deviceName);
   /// Removes an entry and returns its status, null when there is none.
@@ -34,9 +40,9 @@ class EthIntfStatusDir : public Kiv::Entity {
     return intfStatus_;
   }
 
-  Kiv::KivType const* fwkType() const override { return &_kivType; }
+  Kiv::KivType const* fwkType() const override;
   static Kiv::KivType const _kivType;
-  KIV_ALLOC_TRACKED("Interface::EthIntfStatusDir")
+  KIV_ALLOC_TRACKED
 
  private:
   EthIntfStatusDir() = default;

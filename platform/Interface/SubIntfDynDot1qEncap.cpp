@@ -6,6 +6,10 @@ namespace Interface {
 
 constinit Kiv::KivType const SubIntfDynDot1qEncap::_kivType{"Interface::SubIntfDynDot1qEncap",
                                                             &Kiv::Entity::_kivType};
+constinit Kiv::AllocTrackTypeInfo SubIntfDynDot1qEncap::kivAllocTrackTypeInfo_{
+    "Interface::SubIntfDynDot1qEncap"};
+
+Kiv::KivType const* SubIntfDynDot1qEncap::fwkType() const { return &_kivType; }
 
 Kiv::Ptr<SubIntfDynDot1qEncap> SubIntfDynDot1qEncap::SubIntfDynDot1qEncapIs() {
   return Kiv::Ptr<SubIntfDynDot1qEncap>::adopt(new SubIntfDynDot1qEncap);

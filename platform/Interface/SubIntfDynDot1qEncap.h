@@ -4,6 +4,7 @@
 #include "Kiv/Entity.h"
 #include "Kiv/HashMap.h"
 #include "Kiv/Ptr.h"
+#include "Kiv/StoredMap.h"
 #include "Velto/IntfId.h"
 
 namespace Interface {
@@ -20,19 +21,23 @@ class SubIntfDynDot1qEncap : public Kiv::Entity {
   /// Removes an encapsulation and returns it, one without a tag when there is none.
   Bridging::Dot1qEncap encapDel(Velto::IntfId subIntfId);
   /// The encapsulation of a sub-interface, one without a tag when there is none.
-  Bridging::Dot1qEncap encap(Velto::IntfId subIntfId) const { return encap_.value(subIntfId); }
-  bool encapHas(Velto::IntfId subIntfId) const { return encap_.has(subIntfId); }
+  Bridging::Dot1qEncap encap(Velto::IntfId subIntfId) const {
+    return encap_.members().value(subIntfId);
+  }
+  bool encapHas(Velto::IntfId subIntfId) const { return encap_.members().has(subIntfId); }
   /// All encapsulations, by sub-interface.
-  Kiv::HashMap<Velto::IntfId, Bridging::Dot1qEncap> const& encap() const { return encap_; }
+  Kiv::HashMap<Velto::IntfId, Bridging::Dot1qEncap> const& encap() const {
+    return encap_.members();
+  }
 
-  Kiv::KivType const* fwkType() const override { return &_kivType; }
+  Kiv::KivType const* fwkType() const override;
   static Kiv::KivType const _kivType;
-  KIV_ALLOC_TRACKED("Interface::SubIntfDynDot1qEncap")
+  KIV_ALLOC_TRACKED
 
  private:
   SubIntfDynDot1qEncap() = default;
 
-  Kiv::HashMap<Velto::IntfId, Bridging::Dot1qEncap> encap_;
+  Kiv::StoredMap<Velto::IntfId, Bridging::Dot1qEncap> encap_;
 };
 
 }  // namespace Interface

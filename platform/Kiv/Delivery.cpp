@@ -1,6 +1,6 @@
 #include "Kiv/Delivery.h"
 
-#include <algorithm>
+#include <numeric>
 
 namespace Kiv {
 
@@ -9,12 +9,25 @@ Delivery& Delivery::current() noexcept {
   return delivery;
 }
 
-bool Delivery::hasUndelivered(void const* collection, U64 keyBits) const noexcept {
-  return std::any_of(changes_.begin() + static_cast<std::ptrdiff_t>(next_), changes_.end(),
-                     [&](Change const& earlier) {
-                       return earlier.collection == collection &&
-                              earlier.isAtKey(earlier.keyBits, keyBits);
-                     });
+void Delivery::orderIs(Order order, U64 seed) noexcept {
+  current().order_ = order;
+  current().seed_ = seed;
+}
+
+Delivery::Places::Places(std::size_t size) noexcept : size_(size) {
+  Delivery& delivery = current();
+  if (delivery.order_ == Order::registration || size < 2) return;
+  if (delivery.order_ == Order::reverse) {
+    place_ = size - 1;
+    stride_ = size - 1;
+    return;
+  }
+  // A step of Knuth's generator, whose high bits are the good ones. A stride that has no divisor in
+  // common with the size meets every place once.
+  delivery.seed_ = delivery.seed_ * 6364136223846793005U + 1442695040888963407U;
+  place_ = (delivery.seed_ >> 33) % size;
+  stride_ = 1 + (delivery.seed_ >> 48) % (size - 1);
+  while (std::gcd(stride_, size) != 1) ++stride_;
 }
 
 void Delivery::run() {
@@ -22,23 +35,16 @@ void Delivery::run() {
   if (delivery.running_) return;
   delivery.running_ = true;
   std::exception_ptr first;
-  for (; delivery.next_ < delivery.changes_.size(); ++delivery.next_) {
-    // A handler may post further changes and so move the array: work on what it cannot move.
-    if (std::function<bool()> const carryOut =
-            std::exchange(delivery.changes_[delivery.next_].carryOut, {})) {
-      bool changed = false;
+  while (delivery.next_ < delivery.changes_.size()) {
+    // Taken out, since a handler may post further changes and so move the array.
+    Change change = std::move(delivery.changes_[delivery.next_++]);
+    if (change.carryOut) {
       try {
-        changed = carryOut();
+        if (change.carryOut()) change.number = change.entity->notifieeList()->changeIs();
       } catch (...) {
         if (!first) first = std::current_exception();
       }
-      if (!changed) continue;
-      delivery.changes_[delivery.next_].number = ++delivery.latestChange_;
     }
-    Change const& posted = delivery.changes_[delivery.next_];
-    Change const change{posted.entity,  posted.collection, posted.keyBits,
-                        posted.isAtKey, posted.deliver,    {},
-                        posted.number};
     change.deliver(change, first);
   }
   delivery.changes_.clear();

@@ -11,7 +11,8 @@ class Entity : public PtrInterface {
  public:
   class NotifieeConst;
 
-  NotifieeList* notifieeList() const override { return &notifieeList_; }
+  /// The entity's own list.
+  NotifieeList* notifieeList() const override;
 
   /// The entity's number: 1 for the first entity made in the process, and so on. Names the entity
   /// in messages, the same on every run that makes the same entities.

@@ -34,7 +34,7 @@ U32 hashOf(Key const& key) noexcept {
 ///  - finding, inserting and removing cost a constant number of steps, averaged over many calls; a
 ///    step of a walk is an increment while nothing is removed;
 ///  - insertion either succeeds or raises `std::bad_alloc` and changes nothing; nothing else
-///  raises;
+///    raises;
 ///  - a reference to a value is valid until the next insertion or removal.
 ///
 /// Keys are small values that compare with `==`; values can be made empty with `Value{}` and move
@@ -48,6 +48,9 @@ U32 hashOf(Key const& key) noexcept {
 template <class Key, class Value>
 class HashMap {
  public:
+  using KeyType = Key;
+  using ValueType = Value;
+
   /// One member: its key, its value and its place in the order of insertion.
   class Member {
    public:
@@ -56,9 +59,14 @@ class HashMap {
 
    private:
     friend class HashMap;
-    Member(Key k, Value v, U64 n) noexcept : key(k), value(std::move(v)), number(n) {}
-    U64 number;
-    bool live = true;
+    Member(Key k, Value v, U64 n) noexcept : key(k), value(std::move(v)), numberAndHole(2 * n) {}
+
+    U64 number() const noexcept { return numberAndHole / 2; }
+    bool isHole() const noexcept { return numberAndHole % 2 != 0; }
+    void becomeHole() noexcept { ++numberAndHole; }
+
+    /// Twice the number in the order of insertion, and one more for a hole.
+    U64 numberAndHole;
   };
 
   class IteratorConst;
@@ -75,7 +83,7 @@ class HashMap {
   bool has(Key key) const noexcept { return slotOf(key) != noSlot; }
 
   /// The value at `key`, `Value{}` when there is none.
-  Value value(Key key) const noexcept {
+  Value value(Key key) const noexcept(std::is_nothrow_copy_constructible_v<Value>) {
     Value const* found = find(key);
     return found != nullptr ? *found : Value{};
   }
@@ -106,11 +114,11 @@ class HashMap {
     if (slot == noSlot) return Value{};
     Member& member = members_[places_[slot]];
     Value removed = std::exchange(member.value, Value{});
-    member.live = false;
+    member.becomeHole();
     leaveIndex(slot);
     --live_;
     ++version_;
-    while (!members_.empty() && !members_.back().live) members_.pop_back();
+    while (!members_.empty() && members_.back().isHole()) members_.pop_back();
     if (members_.size() > 2 * std::size_t{live_} + fewHoles) closeHoles();
     return removed;
   }
@@ -172,7 +180,7 @@ class HashMap {
 
   void enterAll() noexcept {
     for (std::size_t place = 0; place < members_.size(); ++place) {
-      if (members_[place].live) enterIndex(members_[place].key, static_cast<U32>(place));
+      if (!members_[place].isHole()) enterIndex(members_[place].key, static_cast<U32>(place));
     }
   }
 
@@ -191,7 +199,7 @@ class HashMap {
   }
 
   void closeHoles() noexcept {
-    std::erase_if(members_, [](Member const& member) { return !member.live; });
+    std::erase_if(members_, [](Member const& member) { return member.isHole(); });
     std::fill_n(tags_.get(), capacity_, U8{0});
     enterAll();
   }
@@ -225,7 +233,7 @@ class HashMap<Key, Value>::IteratorConst {
 
   IteratorConst& operator++() noexcept {
     auto const& members = map_->members_;
-    if (place_ < members.size() && members[place_].number == number_) {
+    if (place_ < members.size() && members[place_].number() == number_) {
       standOnNextFrom(place_ + 1);
     } else {
       auto const next = std::ranges::upper_bound(members, number_, {}, &Member::number);
@@ -239,14 +247,14 @@ class HashMap<Key, Value>::IteratorConst {
 
   void standOnNextFrom(std::size_t place) noexcept {
     auto const& members = map_->members_;
-    while (place < members.size() && !members[place].live) ++place;
+    while (place < members.size() && members[place].isHole()) ++place;
     if (place >= members.size()) {
       place_ = atEnd;
       return;
     }
     place_ = place;
     key_ = members[place].key;
-    number_ = members[place].number;
+    number_ = members[place].number();
   }
 
   HashMap const* map_;

@@ -1,6 +1,5 @@
 #include "Kiv/NotifieeConst.h"
 
-#include "Kiv/Delivery.h"
 #include "Kiv/NotifieeList.h"
 
 namespace Kiv {
@@ -13,14 +12,15 @@ ActivityConfig* PtrInterface::NotifieeConst::kivFwkActivity() const { return nul
 PtrInterface* PtrInterface::NotifieeConst::actsm() { return nullptr; }
 
 void PtrInterface::NotifieeConst::hasNotificationActiveIs(bool active) {
+  if (active == hasNotificationActive()) return;
   PtrInterface::hasNotificationActiveIs(active);
-  hearFromNow();
+  updateHearing();
 }
 
 void PtrInterface::NotifieeConst::zeroReferencesIs(bool zero) {
   if (zero) {
-    onZeroReferences();
     deafUntil_ = always;
+    onZeroReferences();
   }
   PtrInterface::zeroReferencesIs(zero);
 }
@@ -40,7 +40,7 @@ void PtrInterface::NotifieeConst::isRegisteredNotifieeIs(bool registered) {
     list->notifieeDel(*this);
   }
   registered_ = registered;
-  hearFromNow();
+  updateHearing();
 }
 
 void PtrInterface::NotifieeConst::notifierIs(Ptr<PtrInterface const> const& notifier) {
@@ -53,8 +53,9 @@ void PtrInterface::NotifieeConst::notifierIs(Ptr<PtrInterface const> const& noti
   isRegisteredNotifieeIs(registered);
 }
 
-void PtrInterface::NotifieeConst::hearFromNow() noexcept {
-  deafUntil_ = registered_ && hasNotificationActive() ? Delivery::latestChange() : always;
+void PtrInterface::NotifieeConst::updateHearing() noexcept {
+  deafUntil_ =
+      registered_ && hasNotificationActive() ? notifier_->notifieeList()->latestChange() : always;
 }
 
 }  // namespace Kiv

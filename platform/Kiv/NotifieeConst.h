@@ -11,8 +11,7 @@ namespace Kiv {
 ///
 /// A notifiee holds a counted pointer to its notifier, and the notifier's list a plain pointer to
 /// the notifiee; the notifiee takes itself off the list when it is destroyed. It hears a change
-/// when it was registered and active at the time the change was made, and still is when its turn
-/// comes.
+/// when it was registered and active at the time the change was made and has been ever since.
 class PtrInterface::NotifieeConst : public PtrInterface {
  public:
   /// The object that acts when this notifiee is told something; null when there is nothing to name.
@@ -44,7 +43,7 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   /// cannot be watched, nothing happens. Raises `std::bad_alloc`, with nothing changed.
   void isRegisteredNotifieeIs(bool registered);
 
-  /// Whether the notifiee is to be told of the change of that number.
+  /// Whether the notifiee is to be told of its notifier's change of that number.
   bool hears(U64 change) const noexcept { return change > deafUntil_; }
 
  protected:
@@ -59,7 +58,8 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   friend class NotifieeList;
   static constexpr U64 always = ~U64{0};
 
-  void hearFromNow() noexcept;
+  /// Hears the changes from now on when registered and active, none otherwise.
+  void updateHearing() noexcept;
 
   Ptr<PtrInterface const> notifier_;
   U64 deafUntil_ = always;

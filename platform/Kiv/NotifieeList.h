@@ -22,6 +22,11 @@ class NotifieeList {
   NotifieeList(NotifieeList const&) = delete;
   NotifieeList& operator=(NotifieeList const&) = delete;
 
+  /// Numbers one more change of the entity and returns its number, 1 for the first.
+  U64 changeIs() noexcept { return ++latestChange_; }
+  /// The number of the latest change, 0 when there was none.
+  U64 latestChange() const noexcept { return latestChange_; }
+
   /// How many notifiees are registered, active or not.
   std::size_t size() const noexcept { return notifiees_.size() - holes_; }
 
@@ -45,6 +50,7 @@ class NotifieeList {
 
   std::vector<PtrInterface::NotifieeConst*> notifiees_;
   std::size_t holes_ = 0;
+  U64 latestChange_ = 0;
   bool delivering_ = false;
 };
 

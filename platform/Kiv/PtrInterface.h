@@ -67,15 +67,18 @@ class PtrInterface : public VFPtrInterface {
   bool markedForDeletion_ = false;
 };
 
-/// Gives a class its own allocation record and has its objects allocated through the framework.
-/// Stands in the public section of every class of which objects are made.
-#define KIV_ALLOC_TRACKED(className)                                                 \
-  inline static constinit Kiv::AllocTrackTypeInfo kivAllocTrackTypeInfo_{className}; \
-  static void* operator new(std::size_t size) {                                      \
-    return Kiv::PtrInterface::kivMemAlloc(size, kivAllocTrackTypeInfo_);             \
-  }                                                                                  \
-  static void operator delete(void* memory) noexcept {                               \
-    Kiv::PtrInterface::kivMemFree(memory, kivAllocTrackTypeInfo_);                   \
+/// Declares a class's own allocation record and has its objects allocated through the framework.
+/// Stands in the public section of every class of which objects are made; the class's source file
+/// defines the record:
+///
+///     constinit Kiv::AllocTrackTypeInfo Class::kivAllocTrackTypeInfo_{"Namespace::Class"};
+#define KIV_ALLOC_TRACKED                                                \
+  static Kiv::AllocTrackTypeInfo kivAllocTrackTypeInfo_;                 \
+  static void* operator new(std::size_t size) {                          \
+    return Kiv::PtrInterface::kivMemAlloc(size, kivAllocTrackTypeInfo_); \
+  }                                                                      \
+  static void operator delete(void* memory) noexcept {                   \
+    Kiv::PtrInterface::kivMemFree(memory, kivAllocTrackTypeInfo_);       \
   }
 
 }  // namespace Kiv

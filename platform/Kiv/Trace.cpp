@@ -107,7 +107,8 @@ TraceHandle::TraceHandle(char const* facility, bool flag) : facility_(facility) 
   Switches& switches = Switches::instance();
   std::lock_guard const lock(switches.mutex);
   switches.handles.push_back(this);
-  enabledLevels_ = flag ? everyLevel : switches.of(facility_);
+  if (flag) switches.byFacility.insert_or_assign(std::string(facility_), everyLevel);
+  enabledLevels_ = switches.of(facility_);
 }
 
 TraceHandle::~TraceHandle() {

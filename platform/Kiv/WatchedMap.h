@@ -50,7 +50,13 @@ class WatchedMap {
       members_.valueDel(key);
       return true;
     });
-    valueIs(key, value);
+    try {
+      valueIs(key, value);
+    } catch (...) {
+      // The removal is told, whatever became of the addition.
+      Delivery::run();
+      throw;
+    }
   }
 
   /// Removes. Returns what was there when the call was made, `Value{}` when nothing was.
@@ -68,11 +74,12 @@ class WatchedMap {
  private:
   template <class CarryOut>
   void post(Key key, CarryOut carryOut) {
-    Delivery::post<slot>(entity_, this, key, std::move(carryOut));
+    Delivery::post<slot>(entity_, undelivered_, key, std::move(carryOut));
   }
 
   PtrInterface const& entity_;
   HashMap<Key, Value> members_;
+  Delivery::Undelivered<Key> undelivered_;
 };
 
 }  // namespace Kiv

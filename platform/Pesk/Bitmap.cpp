@@ -19,6 +19,9 @@ constexpr U64 fromBit(U32 bit) { return all << bit; }
 
 constinit Kiv::KivType const HBitmap::_kivTypeBitState{"Pesk::HBitmap::BitState", nullptr};
 constinit Kiv::KivType const Bitmap::_kivType{"Pesk::Bitmap", &Kiv::PtrInterface::_kivType};
+constinit Kiv::AllocTrackTypeInfo Bitmap::kivAllocTrackTypeInfo_{"Pesk::Bitmap"};
+
+Kiv::KivType const* Bitmap::fwkType() const { return &_kivType; }
 
 Bitmap::Bitmap(U64 const& id, U32 size, HBitmap::BitState initialBitState)
     : id_(id),
@@ -29,11 +32,10 @@ Bitmap::Bitmap(U64 const& id, U32 size, HBitmap::BitState initialBitState)
   if (initialBitState == HBitmap::BitState::clear && size > 0) clearBitsInRange(1, size);
 }
 
-U32 Bitmap::findClearBitInRange(U32 first, std::optional<U32> last,
+U32 Bitmap::findClearBitInRange(U32 first, U32 last,
                                 HBitmap::IndexPreference /*preference*/) const {
-  U32 const end = last.value_or(size_);
-  checkRange(first, end);
-  if (end < first) return 0;
+  checkRange(first, last);
+  if (last < first) return 0;
   U32 const bit = first - 1;
   U32 word = bit / wordBits;
   U64 clear = ~words_[word] & fromBit(bit % wordBits);
@@ -51,7 +53,7 @@ U32 Bitmap::findClearBitInRange(U32 first, std::optional<U32> last,
     clear = ~words_[word];
   }
   U32 const index = word * wordBits + static_cast<U32>(std::countr_zero(clear)) + 1;
-  return index <= end ? index : 0;
+  return index <= last ? index : 0;
 }
 
 void Bitmap::setBitsInRange(U32 first, U32 last) {

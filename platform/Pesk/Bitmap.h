@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <vector>
 
 #include "Kiv/Integers.h"
@@ -24,11 +23,9 @@ class Bitmap : public Kiv::PtrInterface {
   U32 size() const noexcept { return size_; }
   HBitmap::BitState initialBitState() const noexcept { return initialBitState_; }
 
-  /// The lowest clear index from `first` to `last` inclusive, 0 when all are set. `last` is `size`
-  /// when it is left out. Raises a range error when the range leaves 1 to `size`.
-  U32 findClearBitInRange(
-      U32 first = 1, std::optional<U32> last = {},
-      HBitmap::IndexPreference preference = HBitmap::IndexPreference::lowest) const;
+  /// A clear index from `first` to `last` inclusive, 0 when all are set; of several, the lowest.
+  /// Raises a range error when the range leaves 1 to `size`.
+  U32 findClearBitInRange(U32 first, U32 last, HBitmap::IndexPreference preference) const;
 
   /// Sets or clears every bit from `first` to `last` inclusive; none when `last` is below `first`.
   /// Raises a range error, with nothing changed, when the range leaves 1 to `size`.
@@ -38,9 +35,9 @@ class Bitmap : public Kiv::PtrInterface {
   /// Whether the bit is set. Raises a range error when `index` is not in 1 to `size`.
   bool bitIsSet(U32 index) const;
 
-  Kiv::KivType const* fwkType() const override { return &_kivType; }
+  Kiv::KivType const* fwkType() const override;
   static Kiv::KivType const _kivType;
-  KIV_ALLOC_TRACKED("Pesk::Bitmap")
+  KIV_ALLOC_TRACKED
 
  private:
   static constexpr U32 wordBits = 64;

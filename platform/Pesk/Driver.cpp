@@ -4,6 +4,8 @@
 #include <charconv>
 #include <optional>
 
+#include "Kiv/Store.h"
+
 namespace Pesk {
 
 namespace {
@@ -47,6 +49,7 @@ int Driver::commandIs(char const* command, U32 bufferLength, U32 argument3, U32 
     log_.push_back(std::move(arrived));
   }
   if (!understand(command)) ++notUnderstood_;
+  Kiv::Store::written();
   return 0;
 }
 

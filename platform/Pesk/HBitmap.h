@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Kiv/Builtin.h"
 #include "Kiv/Integers.h"
 #include "Kiv/KivType.h"
 
@@ -19,3 +20,8 @@ class HBitmap {
 };
 
 }  // namespace Pesk
+
+template <>
+struct Kiv::TypeOf<Pesk::HBitmap::BitState> {
+  static constexpr KivType const* record() noexcept { return &Pesk::HBitmap::_kivTypeBitState; }
+};

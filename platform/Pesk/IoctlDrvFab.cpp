@@ -7,6 +7,9 @@ namespace Pesk {
 
 constinit Kiv::KivType const IoctlDrvFab::_kivType{"Pesk::IoctlDrvFab",
                                                    &IoctlDrvInterface::_kivType};
+constinit Kiv::AllocTrackTypeInfo IoctlDrvFab::kivAllocTrackTypeInfo_{"Pesk::IoctlDrvFab"};
+
+Kiv::KivType const* IoctlDrvFab::fwkType() const { return &_kivType; }
 
 int IoctlDrvFab::doIoctl(char const* command, U32 bufferLength, U32 argument3, U32 argument4,
                          U32 argument5) {

@@ -13,9 +13,9 @@ class IoctlDrvFab : public IoctlDrvInterface {
   int doIoctl(char const* command, U32 bufferLength, U32 argument3, U32 argument4,
               U32 argument5) override;
 
-  Kiv::KivType const* fwkType() const override { return &_kivType; }
+  Kiv::KivType const* fwkType() const override;
   static Kiv::KivType const _kivType;
-  KIV_ALLOC_TRACKED("Pesk::IoctlDrvFab")
+  KIV_ALLOC_TRACKED
 };
 
 }  // namespace Pesk

@@ -14,7 +14,7 @@ class IoctlDrvInterface : public Kiv::PtrInterface {
   virtual int doIoctl(char const* command, U32 bufferLength, U32 argument3, U32 argument4,
                       U32 argument5) = 0;
 
-  Kiv::KivType const* fwkType() const override { return &_kivType; }
+  Kiv::KivType const* fwkType() const override;
   static Kiv::KivType const _kivType;
 };
 
