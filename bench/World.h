@@ -1,0 +1,84 @@
+#pragma once
+
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "Kiv/Integers.h"
+#include "Kiv/String.h"
+#include "Pesk/Driver.h"
+#include "Velto/IntfId.h"
+
+namespace Bench {
+
+inline Velto::IntfId intfId(std::string const& text) {
+  return Velto::IntfId(Kiv::String(text.c_str()));
+}
+
+/// One proxy sub-interface as it is configured. Each has a client of its own here, so that each
+/// costs the driver a command.
+struct SubIntf {
+  Velto::IntfId proxy;
+  Velto::IntfId patch;
+  Velto::IntfId client;
+};
+
+inline Velto::IntfId portId(U32 port) { return intfId("et" + std::to_string(port)); }
+
+inline SubIntf subIntf(U32 port, U32 number) {
+  std::string const name = std::to_string(port) + '.' + std::to_string(number);
+  return {intfId("et" + name), intfId("pt" + name), intfId("cl" + name)};
+}
+
+/// Gives `program` the names and the configuration of `perPort` sub-interfaces on each of `ports`
+/// ports. What it has already stays.
+template <class Program>
+void fill(Program& program, U32 ports, U32 perPort) {
+  for (U32 port = 0; port < ports; ++port) {
+    program.portIs(portId(port), "dev" + std::to_string(port));
+    for (U32 number = 0; number < perPort; ++number) {
+      SubIntf const one = subIntf(port, number);
+      program.portIs(one.client, "dev" + std::to_string(port) + '_' + std::to_string(number));
+      program.configIs(one);
+    }
+  }
+}
+
+/// A driver just made, which keeps no log.
+inline void freshDriver() {
+  Pesk::Driver::instance().reset();
+  Pesk::Driver::instance().hasLogIs(false);
+}
+
+/// The commands that `work` sends; the driver then keeps no log.
+template <class Work>
+std::vector<Pesk::Driver::Command> commandsOf(Work work) {
+  Pesk::Driver& driver = Pesk::Driver::instance();
+  driver.logDelAll();
+  driver.hasLogIs(true);
+  work();
+  std::vector<Pesk::Driver::Command> commands = driver.log();
+  driver.hasLogIs(false);
+  driver.logDelAll();
+  return commands;
+}
+
+inline void send(Pesk::Driver::Command const& command) {
+  Pesk::Driver::instance().commandIs(command.buffer.data(), command.bufferLength, command.argument3,
+                                     command.argument4, command.argument5);
+}
+
+/// The processor time that `work` takes, so that a busy machine does not count.
+template <class Work>
+double secondsOf(Work work) {
+  auto const now = [] {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+  };
+  double const begin = now();
+  work();
+  return now() - begin;
+}
+
+}  // namespace Bench
