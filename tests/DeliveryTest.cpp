@@ -1,0 +1,278 @@
+#include "Kiv/Delivery.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <random>
+#include <set>
+#include <sstream>
+
+#include "Allocations.h"
+#include "MacsecProxy/Config.h"
+
+namespace {
+
+using Kiv::Delivery;
+using Kiv::Ptr;
+using MacsecProxy::Config;
+using Velto::IntfId;
+
+/// A notifiee whose registration anybody may move.
+template <class Entity>
+class Notifiee : public Entity::NotifieeConst {
+ public:
+  explicit Notifiee(Ptr<Entity> const& entity) {
+    watch(entity);
+    this->isRegisteredNotifieeIs(true);
+    this->hasNotificationActiveIs(true);
+  }
+  void watch(Ptr<Entity> const& entity) { this->notifierIs(entity); }
+};
+
+/// Two configurations, notifiees with names of one letter, one log of what happens to them, and
+/// what is to be done when it does.
+///
+/// The log: "Ax=k" is A told of key x while x has client k, "Ax-" A told of x while there is no
+/// such entry, "!A" A's `onNotificationException`, "0A" A's `onZeroReferences`, "~A" A's
+/// destruction, "!!what" an exception that a change raised.
+///
+/// Steps: "x=k" sets key x to client k and "x-" removes it (key z belongs to the second
+/// configuration, all others to the first), "+A" makes a notifiee, registered and active, and "-A"
+/// lets it go, "A." unregisters it and "A:" registers it, "A0" deactivates it and "A1" activates
+/// it, "A>" points it at the second configuration, "!!what" raises an exception, and "[WORD STEPS]"
+/// has steps done once, when that word comes into the log.
+class World {
+ public:
+  void run(std::string const& steps) {
+    std::istringstream words(steps);
+    for (std::string word; words >> word;) {
+      char const who = word[0], what = word[1];
+      if (who == '!') throw std::runtime_error(word);
+      if (who == '[') {
+        std::getline(words, when_[word.substr(1)], ']');
+      } else if (who == '+') {
+        probes_[what] = Kiv::makeNew<Probe>(*this, what);
+      } else if (who == '-') {
+        probes_.erase(what);
+      } else if (what == '.' || what == ':') {
+        probes_[who]->isRegisteredNotifieeIs(what == ':');
+      } else if (what == '0' || what == '1') {
+        probes_[who]->hasNotificationActiveIs(what == '1');
+      } else if (what == '>') {
+        probes_[who]->watch(elsewhere);
+      } else {
+        change(*(who == 'z' ? elsewhere : config), word);
+      }
+    }
+  }
+
+  Ptr<Config> const config = Config::ConfigIs(), elsewhere = Config::ConfigIs();
+  std::string log;
+
+ private:
+  class Probe : public Notifiee<Config> {
+   public:
+    Probe(World& world, char name) : Notifiee(world.config), world_(world), name_(1, name) {}
+    ~Probe() override { world_.note('~' + name_); }
+    void onProxyConfig(IntfId key) override {
+      auto const entry = static_cast<Config const&>(*notifier()).proxyConfig(key);
+      std::ostringstream word;
+      word << name_ << key << (entry ? '=' : '-') << (entry ? entry->clientIntfId() : IntfId());
+      world_.note(word.str());
+    }
+    void onNotificationException() override { world_.note('!' + name_); }
+    void onZeroReferences() override { world_.note('0' + name_); }
+
+   private:
+    World& world_;
+    std::string name_;
+  };
+
+  void change(Config& entity, std::string const& word) try {
+    IntfId const key(Kiv::String(word.c_str(), 1));
+    if (word[1] == '-') entity.proxyConfigDel(key);
+    if (word[1] == '=') entity.proxyConfigIs(key, IntfId(), IntfId(word.c_str() + 2));
+  } catch (std::exception const& error) {
+    note(error.what());
+  }
+
+  void note(std::string const& word) {
+    log += log.empty() ? word : ' ' + word;
+    if (auto const steps = when_.extract(word)) run(steps.mapped());
+  }
+
+  std::map<std::string, std::string> when_;
+  std::map<char, Ptr<Probe>> probes_;
+};
+
+/// Notifiees A, B and C stand in the order in which they are told. Those who come later are told
+/// after them, and before them when the order is reversed.
+struct Case {
+  char const* steps;
+  std::string log;
+  std::string reverseLog = log;
+};
+
+Case const cases[] = {
+    // Each change is told once, a replacement is two, a change of nothing none.
+    {"x=k x=k x=m x- x-", "Ax=k Bx=k Cx=k Ax- Bx- Cx- Ax=m Bx=m Cx=m Ax- Bx- Cx-"},
+    // Told is who is registered and active when the change is made ...
+    {"A0 B. x=k A1 B: y=k", "Cx=k Ay=k Cy=k By=k", "Cx=k By=k Ay=k Cy=k"},
+    // ... and not who registers or is activated during the delivery,
+    {"+D D0 [Bx=k D1 +E] x=k y=k", "Ax=k Bx=k Cx=k Ay=k By=k Cy=k Dy=k Ey=k",
+     "Ax=k Bx=k Cx=k Ey=k Dy=k Ay=k By=k Cy=k"},
+    // nor who is deactivated meanwhile, and be it for a moment,
+    {"[Bx=k A0 C0] x=k y=k", "Ax=k Bx=k By=k"},
+    {"[Bx=k A0 C0 A1 C1] x=k y=k", "Ax=k Bx=k Ay=k By=k Cy=k"},
+    {"[Bx=k A1 A: C1 C:] x=k", "Ax=k Bx=k Cx=k"},
+    // is unregistered, comes back at the end of the list, or watches something else by now,
+    {"[Bx=k A. C.] x=k y=k", "Ax=k Bx=k By=k"},
+    {"[Bx=k A. C. A: C:] x=k y=k", "Ax=k Bx=k By=k Ay=k Cy=k", "Ax=k Bx=k Cy=k Ay=k By=k"},
+    {"[Bx=k C>] x=k y=k z=k", "Ax=k Bx=k Ay=k By=k Cz=k"},
+    // or is destroyed; a handler may destroy its own notifiee and goes on.
+    {"[Bx=k -A -C] x=k y=k", "Ax=k Bx=k 0A ~A 0C ~C By=k"},
+    {"[Bx=k -B -C -A] x=k y=k", "Ax=k Bx=k 0C ~C 0A ~A 0B ~B"},
+    // Not even its own last change reaches a notifiee that is being destroyed.
+    {"[~A x=k] -A", "0A ~A Bx=k Cx=k"},
+    // A nested change waits for the deliveries before it, whatever it is made to.
+    {"+D D> [Ax=k z=k y=k] [Dz=k x-] [Ay=k w=k y-] x=k",
+     "Ax=k Bx=k Cx=k Dz=k Ay=k By=k Cy=k Ax- Bx- Cx- Aw=k Bw=k Cw=k Ay- By- Cy-"},
+    // At a key with a delivery still to come it is made after that delivery.
+    {"[Bx=k x=m x- x=n x=n] [Bx- x=j] x=k",
+     "Ax=k Bx=k Cx=k Ax- Bx- Cx- Ax=m Bx=m Cx=m Ax- Bx- Cx- Ax=n Bx=n Cx=n "
+     "Ax- Bx- Cx- Ax=j Bx=j Cx=j"},
+    {"[Bx=k x=k y-] x=k", "Ax=k Bx=k Cx=k"},
+    {"[Bx=k x- +D] x=k", "Ax=k Bx=k Cx=k Ax- Bx- Cx- Dx-", "Ax=k Bx=k Cx=k Dx- Ax- Bx- Cx-"},
+    // It is heard by those who were there when it was made and still are.
+    {"[Bx=k +D y=k +E A0 -C] x=k w=k", "Ax=k Bx=k 0C ~C By=k Dy=k Bw=k Dw=k Ew=k",
+     "Ax=k Bx=k 0C ~C Dy=k By=k Ew=k Dw=k Bw=k"},
+    {"[Bx=k y=k A. A:] x=k", "Ax=k Bx=k Cx=k By=k Cy=k"},
+    // An exception keeps nobody from hearing; the first goes to who made the outermost change.
+    {"[Ax=k !!first] [Cx=k !!second] x=k y=k", "Ax=k !A Bx=k Cx=k !C !!first Ay=k By=k Cy=k"},
+    {"[Ax=k y=k] [By=k -B !!nested] [Cy=k !!later] x=k",
+     "Ax=k Bx=k Cx=k Ay=k By=k !B 0B ~B Cy=k !C !!nested"},
+    // One that a removal raises does not lose the addition that replaces what is removed.
+    {"[Bx- !!removal] [Bx=m !!addition] x=k x=m",
+     "Ax=k Bx=k Cx=k Ax- Bx- !B Cx- Ax=m Bx=m !B Cx=m !!removal"},
+};
+
+/// Has `test` run in both orders of delivery.
+template <class Test>
+void inBothOrders(Test test) {
+  test(false);
+  Delivery::orderIs(Delivery::Order::reverse);
+  test(true);
+  Delivery::orderIs(Delivery::Order::registration);
+}
+
+TEST(Delivery, ToldToTheLetter) {
+  inBothOrders([](bool reverse) {
+    for (Case const& c : cases) {
+      World w;
+      w.run(reverse ? "+C +B +A" : "+A +B +C");
+      w.run(c.steps);
+      EXPECT_EQ(w.log, reverse ? c.reverseLog : c.log) << c.steps;
+    }
+  });
+}
+
+std::string const all = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+
+/// Many notifiees that come and go during deliveries, against the list of who should be told.
+TEST(Delivery, GeneratedComingAndGoing) {
+  inBothOrders([](bool reverse) {
+    World w;
+    std::string registered = all;
+    for (char const name : all) w.run({'+', name});
+    std::mt19937 random(1);
+    for (int round = 0; round < 300; ++round) {
+      // One of those told makes and lets go many, itself maybe among them.
+      char const actor = registered[random() % registered.size()];
+      std::string moved, gone, last, expected, steps{'[', actor, 'x', '=', 'k'};
+      std::ranges::sample(all, std::back_inserter(moved), 40, random);
+      std::string told = registered;
+      if (reverse) std::ranges::reverse(told);
+      for (char const name : told) {
+        if (gone.find(name) != std::string::npos) continue;
+        expected += {name, 'x', '=', 'k', ' '};
+        for (char const n : name == actor ? moved : "") {
+          bool const goes = std::erase(registered, n) != 0;
+          steps += {' ', goes ? '-' : '+', n};
+          (goes ? gone : registered) += n;
+          if (goes) (n == actor ? last : expected) += {'0', n, ' ', '~', n, ' '};
+        }
+        expected += std::exchange(last, "");
+      }
+      w.log.clear();
+      w.run(steps + "] x=k");
+      ASSERT_EQ(w.log + ' ', expected) << "round " << round;
+      ASSERT_EQ(w.config->notifieeList()->size(), registered.size());
+      w.run("x-");
+    }
+  });
+}
+
+TEST(Delivery, DrawnOrdersTellEachOnce) {
+  std::set<std::string> orders;
+  for (std::size_t size = 1; size <= all.size(); ++size) {
+    World w;
+    for (char const name : all.substr(0, size)) w.run({'+', name});
+    Delivery::orderIs(Delivery::Order::drawn, size);
+    w.run("x=k");
+    std::string told;
+    // Each is told in a word of four letters.
+    for (std::size_t at = 0; at < w.log.size(); at += 5) told += w.log[at];
+    orders.insert(told.substr(0, 5));
+    std::ranges::sort(told);
+    EXPECT_EQ(told, all.substr(0, size));
+  }
+  Delivery::orderIs(Delivery::Order::registration);
+  EXPECT_GT(orders.size(), 50U);
+}
+
+TEST(Delivery, AllocatesNothingForEachNotifiee) {
+  IntfId const a("a"), b("b"), c("c");
+  std::size_t expected = 0;
+  for (std::size_t const notifiees : {1U, 1U, 0U, 8U, 64U}) {
+    auto const config = Config::ConfigIs();
+    std::vector<Ptr<Notifiee<Config>>> some;
+    while (some.size() < notifiees) some.push_back(Kiv::makeNew<Notifiee<Config>>(config));
+    std::size_t const before = Allocations::made;
+    config->proxyConfigIs(a, b, c);
+    config->proxyConfigIs(a, c, b);
+    config->proxyConfigDel(a);
+    // In the first round this thread's list of changes may grow.
+    if (notifiees == 1) expected = Allocations::made - before;
+    EXPECT_EQ(Allocations::made - before, expected) << notifiees;
+  }
+}
+
+/// A change that cannot be made for want of memory is told to nobody, also not later; where it
+/// should replace something, that may be gone, which is told.
+TEST(Delivery, ChangeThatFailsIsNotTold) {
+  IntfId const x("x"), k("k");
+  for (char const* before : {"x-", "x- x=j"}) {
+    World w;
+    w.run("+A");
+    for (std::size_t failAt = 1;; ++failAt) {
+      w.run(before);
+      w.log.clear();
+      bool const had = w.config->proxyConfigHas(x);
+      Allocations::failAt = failAt;
+      try {
+        w.config->proxyConfigIs(x, IntfId(), k);
+      } catch (std::bad_alloc const&) {
+      }
+      Allocations::failAt = 0;
+      auto const entry = w.config->proxyConfig(x);
+      if (entry && entry->clientIntfId() == k) break;
+      ASSERT_EQ(w.log, had && !entry ? "Ax-" : "");
+      w.log.clear();
+      w.run("y=k y-");
+      ASSERT_EQ(w.log, "Ay=k Ay-");
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,103 @@
+#include "Kiv/HashMap.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "Allocations.h"
+#include "Velto/IntfId.h"
+
+namespace {
+
+using Velto::IntfId;
+using Value = std::shared_ptr<int>;
+
+struct Member {
+  IntfId key;
+  Value value;
+  bool live = true;
+};
+
+/// A collection and walks over it beside a model: every member there ever was, in the order of
+/// insertion, and for each walk the place in it; a walk that has come to its end stays there.
+TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
+  for (U32 const keys : {3U, 30U, 400U}) {
+    std::mt19937 random(keys);
+    Kiv::HashMap<IntfId, Value> map;
+    std::vector<Member> model;
+    std::vector<std::pair<decltype(map)::IteratorConst, std::size_t>> walks;
+    std::size_t const ended = ~std::size_t{0};
+    auto const nextLive = [&](std::size_t at) {
+      while (at < model.size() && !model[at].live) ++at;
+      return at < model.size() ? at : ended;
+    };
+    for (U32 step = 0; step < 6000; ++step) {
+      IntfId const key(std::to_string(random() % keys).c_str());
+      auto const member =
+          std::ranges::find_if(model, [&](auto const& m) { return m.live && m.key == key; });
+      bool const present = member != model.end();
+      bool changed = false;
+      U32 const version = map.version(), choice = static_cast<U32>(random() % 1000);
+      // Grows and shrinks in turn, so that holes come to outnumber members.
+      if (choice < (step / 600 % 2 == 0 ? 450 : 120)) {
+        auto const value = std::make_shared<int>();
+        map.valueIs(key, value);
+        if (present) member->value = value;
+        if (!present) model.push_back({key, value});
+        changed = !present;
+      } else if (choice < 600) {
+        ASSERT_EQ(map.valueDel(key), present ? member->value : nullptr);
+        if (present) member->live = false;
+        changed = present;
+      } else if (choice < 602) {
+        changed = map.size() != 0;
+        map.clear();
+        for (Member& m : model) m.live = false;
+      } else if (choice < 630) {
+        walks.emplace_back(map.iteratorConst(), nextLive(0));
+        if (walks.size() > 12) walks.erase(walks.begin());
+      } else if (!walks.empty()) {
+        auto& [walk, at] = walks[random() % walks.size()];
+        if (walk) ++walk;
+        if (at != ended) at = nextLive(at + 1);
+      }
+      ASSERT_EQ(map.version() != version, changed);
+      for (auto const& [walk, at] : walks) {
+        ASSERT_TRUE(at == ended ? !walk : walk && walk.key() == model[at].key) << "step " << step;
+      }
+      auto all = map.iteratorConst();
+      for (std::size_t at = nextLive(0); step % 100 == 0 && at != ended; at = nextLive(at + 1)) {
+        ASSERT_TRUE(all && all.key() == model[at].key && all.value() == model[at].value);
+        ASSERT_TRUE(map.has(model[at].key) && map.value(model[at].key) == model[at].value);
+        ++all;
+      }
+      ASSERT_TRUE(step % 100 != 0 || !all);
+      ASSERT_EQ(map.size(), std::ranges::count_if(model, &Member::live));
+    }
+    // What was removed or overwritten has been let go.
+    for (Member const& m : model) ASSERT_EQ(m.value.use_count(), m.live ? 2 : 1);
+  }
+}
+
+TEST(HashMap, InsertionThatFailsChangesNothing) {
+  Kiv::HashMap<U32, U32> map;
+  U32 failures = 0;
+  for (U32 size = 0, failAt = 1; size < 300;) {
+    U32 const version = map.version();
+    Allocations::failAt = failAt;
+    try {
+      map.valueIs(size, size);
+      ++size, failAt = 1;
+    } catch (std::bad_alloc const&) {
+      ++failures, ++failAt;
+      ASSERT_TRUE(map.version() == version && !map.has(size));
+    }
+    Allocations::failAt = 0;
+    U32 next = 0;
+    for (auto walk = map.iteratorConst(); walk; ++walk, ++next) ASSERT_EQ(map.value(next), next);
+    ASSERT_TRUE(next == size && map.size() == size);
+  }
+  EXPECT_GT(failures, 10U);
+}
+
+}  // namespace

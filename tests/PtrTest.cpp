@@ -1,0 +1,95 @@
+#include "Kiv/Ptr.h"
+
+#include <gtest/gtest.h>
+
+#include "Allocations.h"
+#include "Kiv/Entity.h"
+#include "Threads.h"
+
+namespace {
+
+using Kiv::Ptr;
+
+/// Makes counted pointers to itself at both ends of its life, and writes down how that goes.
+class Fragile : public Kiv::PtrInterface {
+ public:
+  explicit Fragile(std::string& log, bool fails = false) : log_(log) {
+    { Ptr<Kiv::PtrInterface const> const self = Ptr<Fragile>(this); }
+    if (fails) throw std::runtime_error("fails");
+    log_ += "made ";
+  }
+  ~Fragile() override {
+    for (int turn = 0; turn < 2; ++turn) Ptr<Fragile> const self(this);
+    log_ += "gone ";
+  }
+  void zeroReferencesIs(bool zero) override {
+    log_ += zero ? "zero " : "some ";
+    Kiv::PtrInterface::zeroReferencesIs(zero);
+  }
+  KIV_ALLOC_TRACKED
+
+ private:
+  std::string& log_;
+};
+
+constinit Kiv::AllocTrackTypeInfo Fragile::kivAllocTrackTypeInfo_{"Fragile"};
+
+TEST(Ptr, CountsAndOwnership) {
+  std::string log;
+  Ptr<Fragile> first = Kiv::makeNew<Fragile>(log), second = first;
+  Fragile const& object = *first;
+  Ptr<Kiv::PtrInterface const> base = second;
+  EXPECT_TRUE(first == second && base == first && base != nullptr && object.references() == 3);
+
+  // Onto itself, by copy and by move; onto another pointer to the same object.
+  Ptr<Fragile>& itself = second;
+  second = itself;
+  second = std::move(itself);
+  second = first;
+  EXPECT_TRUE(second && second->references() == 3);
+
+  Ptr<Fragile> const third = std::move(second);
+  base = std::move(first);
+  EXPECT_TRUE(!first && !second && third == base && object.references() == 2);
+  auto const* const released = base.release();
+  base = Ptr<Kiv::PtrInterface const>::adopt(released);
+  EXPECT_EQ(Kiv::dynamicPtr<Fragile const>(base)->references(), 3U);
+  EXPECT_EQ(Kiv::dynamicPtr<Kiv::Entity const>(base), nullptr);
+  base = nullptr;
+  EXPECT_TRUE(log == "made " && object.references() == 1);
+}
+
+TEST(Ptr, OneDeletionAndTrueRecords) {
+  std::string log;
+  Kiv::AllocTrackTypeInfo const& record = Fragile::kivAllocTrackTypeInfo_;
+  {
+    auto const one = Kiv::makeNew<Fragile>(log);
+    auto two = Kiv::makeNew<Fragile>(log);
+    EXPECT_EQ(record.live(), 2U);
+    two = nullptr;
+    EXPECT_EQ(log, "made made zero gone ");
+    EXPECT_THROW(Kiv::makeNew<Fragile>(log, true), std::runtime_error);
+    Allocations::failAt = 1;
+    EXPECT_THROW(Kiv::makeNew<Fragile>(log), std::bad_alloc);
+    EXPECT_EQ(record.live(), 1U);
+  }
+  EXPECT_EQ(log, "made made zero gone zero gone ");
+  U32 found = 0;
+  for (auto const* r = Kiv::AllocTrackTypeInfo::first(); r != nullptr; r = r->next()) {
+    if (r == &record) ++found;
+  }
+  EXPECT_TRUE(found == 1 && record.live() == 0 && record.allocated() >= 3);
+}
+
+TEST(Ptr, CountsFromSeveralThreads) {
+  std::string log;
+  auto const object = Kiv::makeNew<Fragile>(log);
+  Kiv::VFPtrInterface::threadSafePointers_ = true;
+  inThreads(4, [&](std::size_t) {
+    for (int turn = 0; turn < 1000000; ++turn) Ptr<Fragile> const copy = object;
+  });
+  Kiv::VFPtrInterface::threadSafePointers_ = false;
+  EXPECT_EQ(object->references(), 1U);
+}
+
+}  // namespace

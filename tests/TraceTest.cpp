@@ -1,0 +1,119 @@
+#include "Kiv/Trace.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+
+#include "Kiv/Exception.h"
+#include "MacsecProxy/Trace.h"
+
+namespace {
+
+using Kiv::Trace;
+using Kiv::TraceHandle;
+using Kiv::TraceHelper;
+
+std::string levelsOf(TraceHandle const& handle) {
+  std::string enabled;
+  for (U32 level = 0; level < Trace::levels; ++level) {
+    if (TraceHelper::createIfEnabled(handle, level)) enabled += std::to_string(level);
+  }
+  return enabled + '|';
+}
+
+TEST(Trace, LevelsByFacility) {
+  Trace::levelIs("early", 2, true);
+  auto early = std::make_unique<TraceHandle>("early", false);
+  TraceHandle const other("other", false);
+  Trace::levelIs("early", 9, true);
+  Trace::levelIs("other", 0, true);
+  EXPECT_EQ(levelsOf(*early) + levelsOf(other), "29|0|");
+  Trace::levelIs("early", 2, false);
+  EXPECT_THROW(Trace::levelIs("early", 10, true), Kiv::RangeException);
+  EXPECT_EQ(levelsOf(*early) + levelsOf(other), "9|0|");
+  early.reset();
+  Trace::levelIs("early", 3, true);
+  early = std::make_unique<TraceHandle>("early", false);
+  TraceHandle const flagged("flagged", true);
+  EXPECT_EQ(levelsOf(*early) + levelsOf(flagged), "39|0123456789|");
+  Trace::levelIs("flagged", 3, false);
+  EXPECT_EQ(levelsOf(flagged), "012456789|");
+}
+
+struct Costly {
+  U32& built;
+  friend std::ostream& operator<<(std::ostream& stream, Costly const& costly) {
+    return stream << ++costly.built;
+  }
+};
+
+/// Sinks replaced and restored; nothing is built for a level that is off.
+TEST(Trace, RecordsReachTheSinkInForce) {
+  std::ostringstream text;
+  U32 built = 0;
+  auto const trace = [&](U32 line) {
+    MacsecProxy::trace(line, "handle", "(bool): ", true, ", ", Costly{built});
+  };
+  auto const into = [&](char const* sink) {
+    return [&text, sink](Trace::Record const& r) {
+      text << sink << r.facility << r.level << ' ' << r.file << ':' << r.line << ' ' << r.function
+           << r.message << '\n';
+    };
+  };
+  for (U32 level = 0; level < 8; ++level) Trace::levelIs("MacsecProxySm", level, true);
+  Trace::Sink const before = Trace::sinkIs(into("outer "));
+  trace(1);
+  Trace::levelIs("MacsecProxySm", 8, true);
+  trace(2);
+  Trace::Sink const outer = Trace::sinkIs(into("inner "));
+  trace(3);
+  Trace::sinkIs(outer);
+  trace(4);
+  Trace::levelIs("MacsecProxySm", 8, false);
+  trace(5);
+  Trace::sinkIs(before);
+  EXPECT_EQ(text.str(),
+            "outer MacsecProxySm8 MacsecProxySm:2 handle(bool): 1, 1\n"
+            "inner MacsecProxySm8 MacsecProxySm:3 handle(bool): 1, 2\n"
+            "outer MacsecProxySm8 MacsecProxySm:4 handle(bool): 1, 3\n");
+  EXPECT_EQ(built, 3U);
+}
+
+/// What a fresh process makes of its environment, on standard error.
+[[noreturn]] void report() {
+  TraceHandle const alpha("Alpha", false), beta("Beta", false);
+  Trace::levelIs("Late", 9, true);
+  std::cerr << levelsOf(alpha) << levelsOf(beta) << levelsOf(TraceHandle("Late", false)) << '\n';
+  if (auto const helper = TraceHelper::createIfEnabled(alpha, 8)) {
+    helper->stream() << "text";
+    helper->trace("File", 3, "function");
+  }
+  std::_Exit(0);
+}
+
+TEST(TraceDeathTest, EnvironmentOfAnyHost) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  std::string wrong, complaints;
+  for (std::string const item : {"Beta/10", "Beta/4-2", "/1", "Beta", "Beta/", "", "Beta/x-3"}) {
+    wrong += item + ',';
+    complaints += "KIV_TRACE: \"" + item +
+                  "\" is not FACILITY/LEVEL, FACILITY/FIRST-LAST or "
+                  "FACILITY/* (levels 0 to 9); left out\n";
+  }
+  std::pair<std::string, std::string> const cases[] = {
+      {"", "||9|\n"},
+      {"Alpha/8", "8||9|\nAlpha/8 File:3 function: text\n"},
+      {"*/0-3,Alpha/5", "01235|0123|01239|\n"},
+      {"Alpha/0,*/9,Alpha/7-7,Beta/*", "079|0123456789|9|\n"},
+      {wrong + "Beta/6", complaints + "|6|9|\n"},
+  };
+  for (auto const& [variable, said] : cases) {
+    ASSERT_EQ(setenv("KIV_TRACE", variable.c_str(), 1), 0);
+    EXPECT_EXIT(report(), testing::ExitedWithCode(0), testing::Eq(said)) << variable;
+  }
+  unsetenv("KIV_TRACE");
+}
+
+}  // namespace

@@ -1,0 +1,92 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "Allocations.h"
+#include "Bridging/Dot1qEncap.h"
+#include "Threads.h"
+#include "Velto/SubIntfId.h"
+
+namespace {
+
+using Bridging::Dot1qEncap;
+using Bridging::VlanId;
+using Bridging::VlanIdOrNone;
+using Velto::IntfId;
+using Velto::SubIntfId;
+
+static_assert(std::is_trivially_copyable_v<IntfId> && sizeof(IntfId) <= 8);
+static_assert(sizeof(VlanId) == 2 && sizeof(VlanIdOrNone) == 2 && sizeof(Dot1qEncap) == 4);
+static_assert(Dot1qEncap(VlanId(4094)).value() == 0x0FFE && Dot1qEncap().value() == 0);
+static_assert(VlanIdOrNone(VlanId(7)) == VlanIdOrNone(7) && VlanIdOrNone().value() == 0);
+
+template <class Value>
+std::string outcomeOf(U32 number) try {
+  return std::to_string(Value(number).value());
+} catch (Kiv::RangeException const& error) {
+  return error.what();
+}
+
+TEST(Values, VlanRanges) {
+  for (U32 const number : {0U, 1U, 4094U, 4095U, 65536U + 5}) {
+    std::string const id = number < 1 || number > 4094 ? "VlanId::value < 1 or > 4094 not allowed"
+                                                       : std::to_string(number);
+    EXPECT_EQ(outcomeOf<VlanId>(number), id);
+    EXPECT_EQ(outcomeOf<VlanIdOrNone>(number), number == 0 ? "0"
+                                               : number > 4094
+                                                   ? "VlanIdOrNone::value > 4094 not allowed"
+                                                   : id);
+  }
+}
+
+IntfId intf(std::string_view text) { return IntfId(Kiv::String(text)); }
+
+TEST(Values, IdentifierTextsAndParents) {
+  std::string const name(5000, 'n'), zero("n\0.1", 4);
+  std::pair<std::string, std::string> const cases[] = {
+      {"", ""},   {"et1", ""}, {"et1.100", "et1"}, {"a.b.c", "a.b"},          {"a.b", "a"},
+      {".5", ""}, {"x.", "x"}, {"a..b", "a."},     {zero, zero.substr(0, 2)}, {name + ".1", name}};
+  IntfId reused;
+  EXPECT_EQ(reused, intf(""));
+  for (auto const& [text, parentText] : cases) {
+    IntfId const id = intf(text), parent = SubIntfId::parentIntfId(id);
+    reused.handleInitialized(Kiv::String(text.data(), text.size()));
+    std::ostringstream texts;
+    texts << reused << '|' << parent;
+    EXPECT_EQ(texts.str(), text + '|' + parentText);
+    EXPECT_EQ(id.stringValue().view(), text);
+    EXPECT_TRUE(reused == id && reused.hash() == id.hash()) << text;
+    EXPECT_TRUE(parent == intf(parentText) && parent.hash() == intf(parentText).hash()) << text;
+    EXPECT_EQ(SubIntfId::parentIntfId(parent), SubIntfId::parentIntfId(intf(parentText))) << text;
+  }
+  IntfId const left = intf(name + ".a.1"), right = intf(name + ".a.2"), port = intf(name);
+  std::size_t const before = Allocations::made;
+  bool const siblings = left != right && (left < right) != (right < left) &&
+                        SubIntfId::parentIntfId(left) == SubIntfId::parentIntfId(right) &&
+                        SubIntfId::parentIntfId(SubIntfId::parentIntfId(left)) == port;
+  EXPECT_TRUE(siblings && Allocations::made == before);
+}
+
+/// The same texts met by several threads at once, each starting elsewhere in them.
+TEST(Values, IdentifiersFromSeveralThreads) {
+  constexpr std::size_t names = 12000, threads = 4;
+  auto const parentOf = [](std::size_t n) { return "thread" + std::to_string(n % 50); };
+  auto const textOf = [&](std::size_t n) { return parentOf(n) + '.' + std::to_string(n); };
+  std::vector<std::vector<IntfId>> met(threads, std::vector<IntfId>(names));
+  inThreads(threads, [&](std::size_t t) {
+    for (std::size_t n = t * names / threads, i = 0; i < names; ++i, n = (n + 1) % names) {
+      met[t][n] = intf(textOf(n));
+    }
+  });
+  for (std::size_t n = 0; n < names; ++n) {
+    for (std::size_t t = 0; t < threads; ++t) ASSERT_EQ(met[t][n], met[0][n]);
+    ASSERT_EQ(met[0][n].stringValue().view(), textOf(n));
+    ASSERT_EQ(SubIntfId::parentIntfId(met[0][n]), intf(parentOf(n)));
+  }
+  std::ranges::sort(met[0]);
+  EXPECT_LT(IntfId(), met[0].front());
+  EXPECT_EQ(std::ranges::adjacent_find(met[0], std::greater_equal<>()), met[0].end());
+}
+
+}  // namespace
