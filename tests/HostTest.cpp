@@ -38,6 +38,9 @@ TEST(Host, LoadsTheLibraryAndRunsItByNameAlone) {
     EXPECT_EQ(registered(), (std::vector<std::string>{"MacsecProxy::MacsecProxySm",
                                                       "MacsecProxy::MacsecProxyIntfSm"}));
     dlclose(library);  // the records stay: the library is never unloaded
+    // As a second copy of the library would.
+    static Kiv::KivType const again("MacsecProxy::MacsecProxySm", nullptr);
+    Kiv::typeNodeIs(&again);
   }
   {
     auto const config = MacsecProxy::Config::ConfigIs();
@@ -51,7 +54,7 @@ TEST(Host, LoadsTheLibraryAndRunsItByNameAlone) {
     Kiv::PtrInterface const* made = nullptr;
     type->access().genericIfConstructFromCtorArgs(&made, args.data());
     auto coordinator = Kiv::Ptr<Kiv::PtrInterface const>::adopt(made);
-    EXPECT_EQ(coordinator->references(), 1U);
+    EXPECT_EQ(type->access().methods->references(made), 1U);
     EXPECT_EQ(coordinator->fwkType(), type);
 
     Velto::IntfId const et1("et1"), sub("et1.1"), patch("et2.1"), client("et7");
