@@ -11,9 +11,7 @@
 
 namespace {
 
-using Kiv::Trace;
-using Kiv::TraceHandle;
-using Kiv::TraceHelper;
+using Kiv::Trace, Kiv::TraceHandle, Kiv::TraceHelper;
 
 std::string levelsOf(TraceHandle const& handle) {
   std::string enabled;
@@ -26,20 +24,19 @@ std::string levelsOf(TraceHandle const& handle) {
 TEST(Trace, LevelsByFacility) {
   Trace::levelIs("early", 2, true);
   auto early = std::make_unique<TraceHandle>("early", false);
-  TraceHandle const other("other", false);
+  TraceHandle const other("other", false), flagged("flagged", true);
+  auto const levels = [&] { return levelsOf(*early) + levelsOf(other) + levelsOf(flagged); };
   Trace::levelIs("early", 9, true);
   Trace::levelIs("other", 0, true);
-  EXPECT_EQ(levelsOf(*early) + levelsOf(other), "29|0|");
+  EXPECT_EQ(levels(), "29|0|0123456789|");
   Trace::levelIs("early", 2, false);
+  Trace::levelIs("flagged", 3, false);
   EXPECT_THROW(Trace::levelIs("early", 10, true), Kiv::RangeException);
-  EXPECT_EQ(levelsOf(*early) + levelsOf(other), "9|0|");
+  EXPECT_EQ(levels(), "9|0|012456789|");
   early.reset();
   Trace::levelIs("early", 3, true);
   early = std::make_unique<TraceHandle>("early", false);
-  TraceHandle const flagged("flagged", true);
-  EXPECT_EQ(levelsOf(*early) + levelsOf(flagged), "39|0123456789|");
-  Trace::levelIs("flagged", 3, false);
-  EXPECT_EQ(levelsOf(flagged), "012456789|");
+  EXPECT_EQ(levels(), "39|0|012456789|");
 }
 
 struct Costly {
@@ -53,8 +50,9 @@ struct Costly {
 TEST(Trace, RecordsReachTheSinkInForce) {
   std::ostringstream text;
   U32 built = 0;
-  auto const trace = [&](U32 line) {
-    MacsecProxy::trace(line, "handle", "(bool): ", true, ", ", Costly{built});
+  auto const trace = [&](bool on) {
+    Trace::levelIs("MacsecProxySm", 8, on);
+    MacsecProxy::trace(7, "handle", "(bool): ", true, ", ", Costly{built});
   };
   auto const into = [&](char const* sink) {
     return [&text, sink](Trace::Record const& r) {
@@ -64,20 +62,16 @@ TEST(Trace, RecordsReachTheSinkInForce) {
   };
   for (U32 level = 0; level < 8; ++level) Trace::levelIs("MacsecProxySm", level, true);
   Trace::Sink const before = Trace::sinkIs(into("outer "));
-  trace(1);
-  Trace::levelIs("MacsecProxySm", 8, true);
-  trace(2);
+  for (bool const on : {false, true}) trace(on);
   Trace::Sink const outer = Trace::sinkIs(into("inner "));
-  trace(3);
+  trace(true);
   Trace::sinkIs(outer);
-  trace(4);
-  Trace::levelIs("MacsecProxySm", 8, false);
-  trace(5);
+  for (bool const on : {true, false}) trace(on);
   Trace::sinkIs(before);
   EXPECT_EQ(text.str(),
-            "outer MacsecProxySm8 MacsecProxySm:2 handle(bool): 1, 1\n"
-            "inner MacsecProxySm8 MacsecProxySm:3 handle(bool): 1, 2\n"
-            "outer MacsecProxySm8 MacsecProxySm:4 handle(bool): 1, 3\n");
+            "outer MacsecProxySm8 MacsecProxySm:7 handle(bool): 1, 1\n"
+            "inner MacsecProxySm8 MacsecProxySm:7 handle(bool): 1, 2\n"
+            "outer MacsecProxySm8 MacsecProxySm:7 handle(bool): 1, 3\n");
   EXPECT_EQ(built, 3U);
 }
 
