@@ -74,6 +74,9 @@ template <Kiv::Delivery::Order order>
 void orderOf(Session&) {
   Kiv::Delivery::orderIs(order);
 }
+void orderDrawn(Session&, Number seed) {
+  Kiv::Delivery::orderIs(Kiv::Delivery::Order::drawn, seed.value);
+}
 void driverThrow(Session&, Number command) { Pesk::Driver::instance().throwAtIs(command.value); }
 template <bool on>
 void trace(Session&) {
@@ -120,6 +123,8 @@ constexpr std::array commands{
             reads<orderOf<Delivery::Order::registration>>},
     Command{"order reverse", "", "tell those who registered last of a change first", event,
             reads<orderOf<Delivery::Order::reverse>>},
+    Command{"order drawn", "SEED", "tell of each change in another order, which SEED decides",
+            event, reads<orderDrawn>},
     Command{"driver throw", "N", "the driver throws on its N-th command from now; 0: on none",
             event, reads<driverThrow>},
     Command{"trace on", "", "show what the library traces", event, reads<trace<true>>},

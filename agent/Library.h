@@ -25,12 +25,16 @@ struct Machine {
   std::vector<std::pair<Velto::IntfId, Velto::IntfId>> clientIntf;
   /// The tags in use, lowest first.
   std::vector<U32> tags;
+
+  friend bool operator==(Machine const&, Machine const&) = default;
 };
 
 /// A coordinator and its machines.
 struct View {
   std::vector<std::pair<Velto::IntfId, U32>> proxySubIntfCnt;
   std::vector<Machine> machines;
+
+  friend bool operator==(View const&, View const&) = default;
 };
 
 /// The file that was built or installed together with this program.

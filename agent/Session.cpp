@@ -1,10 +1,12 @@
 #include "Session.h"
 
+#include <utility>
+
 #include "Pesk/Driver.h"
 
 namespace Agent {
 
-Session::Session(Printer& out) : printer(out) {
+Session::Session(Printer& out, Entities entities) : world(std::move(entities)), printer(out) {
   formerSink_ = Kiv::Trace::sinkIs([this](Kiv::Trace::Record const& record) {
     // The driver is not asked to report: its log tells what was sent before this record.
     printCommands();

@@ -37,7 +37,7 @@ struct Unmet {
 /// where its doings are printed, and what expectations are measured against.
 class Session {
  public:
-  explicit Session(Printer& printer);
+  explicit Session(Printer& printer, Entities entities = {});
   ~Session();
   Session(Session const&) = delete;
   Session& operator=(Session const&) = delete;

@@ -4,43 +4,12 @@
 
 #include "Kiv/Trace.h"
 #include "Pesk/Driver.h"
+#include "Snapshot.h"
 
 namespace Agent {
 
-namespace {
-
-/// New entities that hold the same, in the same order, and that nobody watches.
-Entities copyOf(Entities const& entities) {
-  Entities made;
-  for (auto walk = entities.config->proxyConfig().iteratorConst(); walk; ++walk) {
-    auto const& entry = *walk.value();
-    made.config->proxyConfigIs(walk.key(), entry.patchSubIntfId(), entry.clientIntfId());
-  }
-  for (auto walk = entities.status->proxyIntf().iteratorConst(); walk; ++walk) {
-    made.status->proxyIntfIs(walk.key(), walk.value());
-  }
-  for (auto walk = entities.status->proxySubIntfStatus().iteratorConst(); walk; ++walk) {
-    auto const& record = *walk.value();
-    made.status->proxySubIntfStatusIs(walk.key(), record.patchSubIntfId(), record.clientIntfId(),
-                                      record.encryptTag(), record.clientTag());
-  }
-  for (auto walk = entities.dynDot1qEncap->encap().iteratorConst(); walk; ++walk) {
-    made.dynDot1qEncap->encapIs(walk.key(), walk.value());
-  }
-  for (auto walk = entities.ethIntfStatusDir->intfStatus().iteratorConst(); walk; ++walk) {
-    made.ethIntfStatusDir->intfStatusIs(walk.key(), walk.value());
-  }
-  auto const& devices = entities.deviceIntfStatusDir->intfStatusAndDeviceName();
-  for (auto walk = devices.iteratorConst(); walk; ++walk) {
-    made.deviceIntfStatusDir->intfStatusAndDeviceNameIs(walk.key(), walk.value());
-  }
-  return made;
-}
-
-}  // namespace
-
 void World::crash() {
-  Entities survivors = copyOf(entities_);
+  Entities survivors = Snapshot(entities_).entities();
   abandon();
   entities_ = std::move(survivors);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "Entities.h"
 #include "Generic.h"
 #include "Library.h"
@@ -11,6 +13,7 @@ namespace Agent {
 class World {
  public:
   World() = default;
+  explicit World(Entities entities) noexcept : entities_(std::move(entities)) {}
   /// What still runs goes without a trace.
   ~World() { abandon(); }
   World(World const&) = delete;

@@ -69,6 +69,8 @@ class Driver {
   /// Has the `command`-th command from now raise `DriverError`, 1 being the next one; 0 has none
   /// raise.
   void throwAtIs(U32 command) noexcept { throwAt_ = command; }
+  /// Which command from now will raise; 0 when none will.
+  U32 throwAt() const noexcept { return throwAt_; }
 
   /// Back to the state of a driver just made.
   void reset() { *this = Driver(); }

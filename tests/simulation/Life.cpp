@@ -1,0 +1,242 @@
+#include "Life.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <exception>
+#include <thread>
+
+#include "Kiv/AllocTrackTypeInfo.h"
+#include "Kiv/Delivery.h"
+
+namespace Simulation {
+
+namespace {
+
+/// Whether each old record says what the configuration says. When one does not, because its entry
+/// was replaced while the agent was down, its port takes the old names out of service at its start,
+/// also where another port has them by now; so names with several claims are not compared then.
+bool agree(Agent::Snapshot const& kept) {
+  return std::ranges::all_of(kept.records, [&](auto const& old) {
+    auto const entry =
+        std::ranges::find(kept.config, old.first, [](auto& each) { return each.first; });
+    return entry == kept.config.end() ||
+           (entry->second->patchSubIntfId() == old.second->patchSubIntfId() &&
+            entry->second->clientIntfId() == old.second->clientIntfId());
+  });
+}
+
+/// An agent that starts on what another one left must have what a fresh start on the same
+/// configuration has.
+void startAgain(Left const& left) {
+  bool const exact = agree(left.kept);
+  Left clean;
+  clean.kept.config = left.kept.config;
+  clean.kept.eth = left.kept.eth;
+  clean.kept.devices = left.kept.devices;
+  SimulatedAgent fresh(clean);
+  fresh.perform({"start"});
+  Tables const wanted = tablesOf(fresh.left());
+
+  SimulatedAgent agent(left);
+  agent.perform({"start"});
+  Tables const there = tablesOf(agent.left());
+  require(agent.isRunning() == fresh.isRunning(), "a restart succeeds like a fresh start");
+  if (!agent.isRunning()) return;
+  require(agent.view() == fresh.view(), "a restart has the machines of a fresh start");
+  // What is not compared: names with several claims.
+  std::set<std::string> disputed;
+  for (auto const& [subIntf, claims] : agent.ledger.encapClaims) {
+    if (!exact && claims.size() > 1) disputed.insert("encap " + textOf(subIntf));
+  }
+  for (auto const& [client, claims] : agent.ledger.clientClaims) {
+    // A disable needs no name of the port, an enable does: a port that the driver cannot be told of
+    // takes the client from the others that serve it.
+    bool const allKnown = std::ranges::all_of(
+        claims, [&](IntfId subIntf) { return !agent.knownName(parentOf(subIntf)).empty(); });
+    if (claims.size() > 1 && !(exact && allKnown)) {
+      disputed.insert("steered " + agent.knownName(client));
+    }
+  }
+  for (auto const& [what, said] : wanted) {
+    if (what == "steered " || disputed.contains(what)) continue;
+    auto const found = there.find(what);
+    require(found != there.end() && found->second == said, "a restart ends as a fresh start", what);
+  }
+  agent.perform({"stop"});
+}
+
+void requireNothingLives() {
+  for (auto const* type = Kiv::AllocTrackTypeInfo::first(); type; type = type->next()) {
+    require(type->live() == 0, "no object is left", type->className());
+  }
+}
+
+/// Where the history stands in the process: a driver that throws in a teardown ends it there.
+SimulatedAgent* living = nullptr;
+enum Outcome { fine = 0, broken = 1, died = 2 };
+
+/// What the platform keeps of a process that dies is for the next start, in another thread, since a
+/// delivery is under way in this one.
+[[noreturn]] void judgeDeath() {
+  Outcome outcome = died;
+  std::thread([&] {
+    try {
+      living->kills = nullptr;
+      judgeRestart(living->left(), 1);
+    } catch (Broken const&) {
+      outcome = broken;
+    }
+  }).join();
+  _exit(outcome);
+}
+
+}  // namespace
+
+void judgeRestart(Left const& left, U64 seed) {
+  Pesk::Driver const outer = Pesk::Driver::instance();
+  startAgain(left);
+  Left changed;
+  {
+    SimulatedAgent down(left);
+    for (Step const& step : changesOf(seed)) down.perform(step);
+    changed = down.left();
+  }
+  startAgain(changed);
+  Pesk::Driver::instance() = outer;
+}
+
+void live(History const& history, U64 seed, bool killEverywhere, Counts& counts) {
+  ++counts.histories;
+  Kiv::Delivery::orderIs(Kiv::Delivery::Order::registration);
+  Tables tables;
+  bool const hasFaults =
+      std::ranges::any_of(history, [](Step const& step) { return step.fault != Fault::none; });
+  bool disturbed = hasFaults;
+  {
+    SimulatedAgent agent;
+    living = &agent;
+    std::vector<Left> kills;
+    if (killEverywhere) agent.kills = &kills;
+    for (Step const& step : history) {
+      agent.perform(step);
+      disturbed |= agent.ledger.disturbed;
+      for (Left const& left : kills) judgeRestart(left, seed);
+      counts.kills += kills.size();
+      kills.clear();
+    }
+    agent.kills = nullptr;
+    tables = tablesOf(agent.left());
+    ++counts.kills;
+    judgeRestart(agent.left(), seed);
+    agent.perform({"stop"});
+    if (!disturbed) startAgain(agent.left());
+  }
+  for (char const* const order : {"order reverse", "order drawn 1"}) {
+    if (disturbed) break;
+    SimulatedAgent agent;
+    agent.perform({order}, false);
+    for (Step const& step : history) {
+      if (!step.text.starts_with("order")) agent.perform(step, false);
+    }
+    Tables other = tablesOf(agent.left());
+    // Which of several ports that share a client was told last is a matter of the order.
+    for (Tables* each : {&tables, &other}) {
+      for (auto& [what, said] : *each) {
+        if (what.starts_with("steered")) said.clear();
+      }
+    }
+    require(other == tables, "the order of delivery does not matter");
+  }
+  requireNothingLives();
+}
+
+std::string brokenBy(History const& history, U64 seed, bool killEverywhere, Counts& counts) {
+  std::array<int, 2> ends{};
+  if (pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category());
+  std::fflush(nullptr);
+  pid_t const child = fork();
+  if (child == 0) {
+    std::set_terminate(judgeDeath);
+    alarm(120);
+    try {
+      live(history, seed, killEverywhere, counts);
+      _exit(fine);
+    } catch (Broken const& rule) {
+      std::string const text = rule.what();
+      _exit(write(ends[1], text.data(), text.size()) < 0 ? SIGPIPE : broken);
+    }
+  }
+  close(ends[1]);
+  std::string text;
+  std::array<char, 512> buffer;
+  for (ssize_t got; (got = read(ends[0], buffer.data(), buffer.size())) > 0;) {
+    text.append(buffer.data(), static_cast<std::size_t>(got));
+  }
+  close(ends[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  bool const isDeath = WIFEXITED(status) && WEXITSTATUS(status) == died;
+  counts.deaths += isDeath;
+  if (isDeath || (WIFEXITED(status) && WEXITSTATUS(status) == fine)) return "";
+  return text.empty() ? "the process dies, or what it leaves breaks a rule" : text;
+}
+
+void failEverywhere(Counts& counts) {
+  // Two ports, three clients of which one is shared, and a record of an earlier run.
+  History before;
+  for (std::string const port : {"et1", "et2", "et5", "et6"}) {
+    before.push_back({"eth set " + port + " dev" + port});
+    before.push_back({"device set " + port + " a"});
+  }
+  before.push_back({"left record et1.2 et8.1 et6 7 8"});
+  before.push_back({"proxy set et1.1 et8.1 et5"});
+  before.push_back({"proxy set et1.2 et8.2 et6"});
+  before.push_back({"proxy set et2.1 et9.1 et5"});
+  for (char const* const text :
+       {"start", "proxy set et1.3 et8.3 et2", "proxy set et3.1 et8.3 et6",
+        "proxy set et1.1 et8.4 et6", "proxy remove et1.1", "device set et1 b", "device set et5 b",
+        "call machine et1 handleProxyConfig et1.1",
+        "call machine et1 addProxySubIntfStatus et1.1 et8.1",
+        "set machine et1 macsecTag 0 4094 clear",
+        "call machine et1 deleteProxySubIntfStatus et1.1\ncall machine et1 handleProxyConfig et1.1",
+        "call machine et1 cleanup\ncall machine et1 handleInitialized"}) {
+    for (Fault const fault : {Fault::driver, Fault::allocation}) {
+      U64 faultsBefore = 0;
+      for (Step step{text, fault, 1}; step.at == 1 || SimulatedAgent::faults > faultsBefore;
+           ++step.at) {
+        faultsBefore = SimulatedAgent::faults;
+        History history = before;
+        if (step.text != "start") history.push_back({"start"});
+        for (Step const& each : {step, Step{"stop"}, Step{"start"}}) history.push_back(each);
+        live(history, step.at, false, counts);
+      }
+    }
+  }
+}
+
+void throwEverywhere(History const& scenario, Counts& counts) {
+  std::vector<std::size_t> commands;
+  {
+    SimulatedAgent agent;
+    for (Step const& step : scenario) {
+      Pesk::Driver::instance().logDelAll();
+      agent.perform(step);
+      commands.push_back(Pesk::Driver::instance().log().size());
+    }
+  }
+  for (std::size_t at = 0; at < scenario.size(); ++at) {
+    for (U32 command = 1; command <= commands[at]; ++command) {
+      History history = scenario;
+      history[at].fault = Fault::deadly;
+      history[at].at = command;
+      std::string const rule = brokenBy(history, command, false, counts);
+      require(rule.empty(), rule, "the driver throws in: " + history[at].text);
+    }
+  }
+}
+
+}  // namespace Simulation

@@ -1,0 +1,344 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <span>
+#include <string_view>
+
+#include "Kiv/AllocTrackTypeInfo.h"
+#include "SimulatedAgent.h"
+#include "Velto/SubIntfId.h"
+
+/// The rules: what must be true, in terms of the configuration, the directories and what was sent.
+namespace Simulation {
+
+namespace {
+
+/// A disable names the sub-interface; one with such a name does not fit into the driver's buffer,
+/// and the steering stays.
+bool isCut(IntfId subIntf) { return textOf(subIntf).size() > 90; }
+
+/// A device name, when the driver can be told of it.
+std::string usable(Kiv::Ptr<Interface::EthIntfStatus const> const& entry) {
+  std::string const name = entry ? entry->deviceName().charPtr() : "";
+  return name.size() < 40 ? name : "";
+}
+
+std::vector<std::string> fieldsOf(std::string const& text) {
+  std::vector<std::string> fields{""};
+  for (char const c : text) {
+    if (c == ' ') {
+      fields.emplace_back();
+    } else {
+      fields.back() += c;
+    }
+  }
+  return fields;
+}
+
+}  // namespace
+
+void require(bool holds, std::string const& rule, std::string const& about) {
+  if (!holds) throw Broken(rule + ": " + about);
+}
+void require(bool holds, char const* rule, IntfId about) {
+  if (!holds) require(holds, rule, textOf(about));
+}
+std::string textOf(IntfId intfId) { return intfId.stringValue().charPtr(); }
+IntfId parentOf(IntfId intfId) { return Velto::SubIntfId::parentIntfId(intfId); }
+
+Tables tablesOf(Left const& left) {
+  Tables tables;
+  for (auto const& [port, mark] : left.kept.marks) tables["mark " + textOf(port)] = "";
+  for (auto const& [key, record] : left.kept.records) {
+    tables["record " + textOf(key)] =
+        fmt::format("{} {} {} {}", textOf(record->patchSubIntfId()), textOf(record->clientIntfId()),
+                    record->encryptTag().value(), record->clientTag().value());
+  }
+  for (auto const& [key, encap] : left.kept.encaps) {
+    tables["encap " + textOf(key)] = fmt::format("{}", encap.value());
+  }
+  for (auto const& [device, on] : left.driver.proxyMode()) tables["mode " + device] = "";
+  for (auto const& [device, to] : left.driver.steering()) {
+    tables["steered " + device] = fmt::format("{} {}", to.proxyDevice, to.tag);
+  }
+  return tables;
+}
+
+void Ledger::claim(IntfId proxySubIntf, IntfId patch, IntfId client) {
+  encapClaims[proxySubIntf].emplace(proxySubIntf, false);
+  encapClaims[patch].emplace(proxySubIntf, true);
+  if (client != IntfId()) clientClaims[client].insert(proxySubIntf);
+}
+
+std::string SimulatedAgent::knownName(IntfId interface) const {
+  return usable(entities().ethIntfStatusDir->intfStatus(interface));
+}
+
+/// The devices of clients whose steering could not be ended.
+std::set<std::string> SimulatedAgent::cutClients() const {
+  std::set<std::string> names;
+  for (auto const& [client, claims] : ledger.clientClaims) {
+    if (std::ranges::any_of(claims, isCut)) names.insert(knownName(client));
+  }
+  return names;
+}
+
+void SimulatedAgent::openLedger() {
+  ledger = {};
+  Agent::Snapshot const now(entities());
+  std::set<std::string> ports, clients;
+  for (auto const& [key, entry] : now.config) {
+    ledger.claim(key, entry->patchSubIntfId(), entry->clientIntfId());
+    std::string const port = knownName(parentOf(key));
+    ports.insert(port);
+    // Steering names the port; a port without a name takes nothing over.
+    if (!port.empty()) clients.insert(knownName(entry->clientIntfId()));
+  }
+  for (auto const& [key, record] : now.records) {
+    ledger.claim(key, record->patchSubIntfId(), record->clientIntfId());
+    // Only a sub-interface that is still configured has its client disabled.
+    if (!entities().config->proxyConfigHas(key) || isCut(key)) continue;
+    clients.insert(knownName(record->clientIntfId()));
+  }
+  for (auto const& [interface, entry] : now.eth) {
+    if (!usable(entry).empty()) ledger.announced.insert(interface);
+  }
+  for (auto const& [subIntf, encap] : now.encaps) {
+    if (!ledger.encapClaims.contains(subIntf)) ledger.oldEncaps.insert(subIntf);
+  }
+  for (auto const& [device, on] : driver_.proxyMode()) {
+    if (!ports.contains(device)) ledger.oldModes.insert(device);
+  }
+  for (auto const& [device, to] : driver_.steering()) {
+    if (!clients.contains(device)) ledger.oldSteering.insert(device);
+  }
+}
+
+bool SimulatedAgent::follow(Agent::Snapshot const& before) {
+  Agent::Snapshot const now(entities());
+  bool heard = now.config != before.config;
+  for (auto const& [key, entry] : now.config) {
+    ledger.claim(key, entry->patchSubIntfId(), entry->clientIntfId());
+  }
+  for (auto const& entry : now.devices) {
+    if (std::ranges::count(before.devices, entry) != 0) continue;
+    heard = true;
+    if (entities().ethIntfStatusDir->intfStatus(entry.first)) ledger.announced.insert(entry.first);
+  }
+  for (auto const& [interface, entry] : before.eth) {
+    std::string const former = usable(entry);
+    if (former == knownName(interface) && !former.empty()) continue;
+    ledger.announced.erase(interface);
+    ledger.oldModes.insert(former);
+    ledger.oldSteering.insert(former);
+  }
+  // What is gone has no excuse to come back.
+  auto const forget = [](auto& excused, auto const& isHeld) {
+    std::erase_if(excused, [&](auto const& key) { return !isHeld(key); });
+  };
+  forget(ledger.oldEncaps, [&](IntfId key) { return entities().dynDot1qEncap->encapHas(key); });
+  forget(ledger.oldModes, [&](auto const& name) { return driver_.proxyMode().contains(name); });
+  forget(ledger.oldSteering, [&](auto const& name) { return driver_.steering().contains(name); });
+  return heard;
+}
+
+/// The record is written after the encapsulations and before the driver is told, and removed last.
+std::string SimulatedAgent::untold(bool isStarting) const {
+  std::set<IntfId> named;
+  std::set<std::string> clients = cutClients();
+  auto const tells = [&](auto const& members, bool ofClient) {
+    for (auto const& [key, entry] : members) {
+      named.insert({key, entry->patchSubIntfId()});
+      if (ofClient) clients.insert(knownName(entry->clientIntfId()));
+    }
+  };
+  Agent::Snapshot const now(entities());
+  tells(now.config, isStarting);
+  tells(now.records, true);
+  for (auto const& [key, encap] : now.encaps) {
+    if (named.contains(key) || ledger.oldEncaps.contains(key)) continue;
+    return "a kill here leaves an encapsulation that nothing tells of: " + textOf(key);
+  }
+  for (auto const& [device, to] : driver_.steering()) {
+    if (device.empty() || clients.contains(device) || ledger.oldSteering.contains(device)) continue;
+    return "a kill here leaves a client steered that nothing tells of: " + device;
+  }
+  return "";
+}
+
+void SimulatedAgent::judge() {
+  if (!isRunning()) judgeNothingLives();
+  if (ledger.disturbed) return;
+  judgeCommands();
+  if (isRunning()) {
+    judgeRunning();
+  } else if (ledger.stopped) {
+    require(entities().status->proxySubIntfStatus().size() == 0, "a stop removes every record");
+    for (auto const& [key, encap] : Agent::Snapshot(entities()).encaps) {
+      require(ledger.oldEncaps.contains(key), "a stop removes every encapsulation", key);
+    }
+    judgeDriver({}, {});
+  }
+}
+
+void SimulatedAgent::judgeNothingLives() const {
+  require(entities().config->notifieeList()->size() == 0 &&
+              entities().deviceIntfStatusDir->notifieeList()->size() == 0,
+          "reactors go with their machines");
+  for (auto const* type = Kiv::AllocTrackTypeInfo::first(); type; type = type->next()) {
+    std::string_view const name = type->className();
+    bool const isOfRun = name.starts_with("MacsecProxy::MacsecProxy") || name.starts_with("Pesk::");
+    require(alive > 1 || !isOfRun || type->live() == 0, "no object is left", type->className());
+  }
+}
+
+void SimulatedAgent::judgeRunning() {
+  struct Port {
+    U32 count = 0;
+    std::set<U32> tags;
+    std::set<IntfId> served;
+  };
+  std::map<IntfId, Port> ports;
+  std::map<IntfId, std::set<U32>> rightEncaps;
+  std::map<IntfId, std::map<IntfId, U32>> clients;
+  decltype(ledger.unserved) unserved;
+  Agent::Snapshot const now(entities());
+  for (auto const& [subIntf, entry] : now.config) {
+    Port& port = ports[parentOf(subIntf)];
+    ++port.count;
+    auto const record = entities().status->proxySubIntfStatus(subIntf);
+    if (!record) {
+      unserved.emplace_back(subIntf, entry);
+      continue;
+    }
+    port.served.insert(subIntf);
+    require(record->proxySubIntfId() == subIntf &&
+                record->patchSubIntfId() == entry->patchSubIntfId() &&
+                record->clientIntfId() == entry->clientIntfId(),
+            "a record agrees with its entry", subIntf);
+    U32 const odd = record->encryptTag().value(), even = record->clientTag().value();
+    require(odd % 2 == 1 && even == odd + 1, "an odd tag and the even one after it", subIntf);
+    require(port.tags.insert(odd).second && port.tags.insert(even).second,
+            "no tag of a port is held twice", subIntf);
+    rightEncaps[subIntf].insert(even);
+    rightEncaps[entry->patchSubIntfId()].insert(odd);
+    if (entry->clientIntfId() != IntfId()) clients[entry->clientIntfId()][subIntf] = even;
+  }
+  for (auto const& entry : unserved) {
+    require(ports[parentOf(entry.first)].served.size() == pairsOfAPort ||
+                std::ranges::count(ledger.unserved, entry) != 0,
+            "exactly the configured ones are in service", entry.first);
+  }
+  ledger.unserved = std::move(unserved);
+
+  require(now.records.size() == now.config.size() - ledger.unserved.size(),
+          "no record without an entry");
+  for (auto const& [key, encap] : now.encaps) {
+    require(rightEncaps[key].contains(encap.value()) || ledger.oldEncaps.contains(key),
+            "an encapsulation carries its tag", key);
+  }
+  for (auto const& [subIntf, tags] : rightEncaps) {
+    require(tags.empty() || ledger.encapClaims.at(subIntf).size() > 1 ||
+                tags.contains(entities().dynDot1qEncap->encap(subIntf).value()),
+            "both encapsulations are set", subIntf);
+  }
+
+  auto const view = session_.world.view();
+  require(now.marks.size() == ports.size(), "marks equal the ports in use");
+  require(view.proxySubIntfCnt.size() == ports.size(), "counts equal the ports in use");
+  require(view.machines.size() == ports.size(), "machines equal the ports in use");
+  require(entities().config->notifieeList()->size() == 1 + ports.size() &&
+              entities().deviceIntfStatusDir->notifieeList()->size() == ports.size(),
+          "one reactor for each machine and entity");
+  for (auto const& [port, count] : view.proxySubIntfCnt) {
+    require(count == ports[port].count, "a count is that of the keys", port);
+  }
+  for (auto const& [port, inService, known, tags] : view.machines) {
+    require(entities().status->proxyIntf(port), "a port in use is marked", port);
+    require(ports[port].served == std::set(inService.begin(), inService.end()),
+            "a machine serves its own", port);
+    require(std::ranges::equal(ports[port].tags, tags),
+            "the pool holds exactly the pairs of its records", port);
+    for (auto const& [client, subIntf] : known) {
+      require(parentOf(subIntf) == port && clients[client].contains(subIntf),
+              "a client belongs to a sub-interface of the port", client);
+    }
+    for (auto const& [client, served] : clients) {
+      for (auto const& [subIntf, tag] : served) {
+        require(parentOf(subIntf) != port ||
+                    std::ranges::count(ledger.clientClaims[client], port, parentOf) > 1 ||
+                    std::ranges::count(known, std::pair(client, subIntf)) != 0,
+                "a client is known to its machine", client);
+      }
+    }
+  }
+  std::set<IntfId> inUse;
+  for (auto const& [port, what] : ports) inUse.insert(port);
+  std::erase_if(clients, [](auto const& client) { return client.second.empty(); });
+  judgeDriver(clients, inUse);
+}
+
+void SimulatedAgent::judgeDriver(std::map<IntfId, std::map<IntfId, U32>> const& clients,
+                                 std::set<IntfId> const& ports) const {
+  std::set<std::string> portNames;
+  std::map<std::string, std::set<U32>> clientTags;
+  auto const isReachable = [&](IntfId interface) {
+    return ledger.announced.contains(interface) && !knownName(interface).empty();
+  };
+  for (IntfId const port : ports) {
+    portNames.insert(knownName(port));
+    require(!isReachable(port) || driver_.proxyMode().contains(knownName(port)),
+            "a port in use is in proxy mode", port);
+  }
+  for (auto const& [client, served] : clients) {
+    std::string const name = knownName(client);
+    for (auto const& [subIntf, tag] : served) clientTags[name].insert(tag);
+    auto const [subIntf, tag] = *served.begin();
+    IntfId const port = parentOf(subIntf);
+    if (ledger.clientClaims.at(client).size() > 1 || !isReachable(client) || !isReachable(port)) {
+      continue;
+    }
+    auto const steered = driver_.steering().find(name);
+    require(steered != driver_.steering().end() &&
+                steered->second == Pesk::Driver::Steering{knownName(port), tag},
+            "a client is steered by its port with its tag", client);
+  }
+  for (auto const& [device, on] : driver_.proxyMode()) {
+    require(device.empty() || portNames.contains(device) || ledger.oldModes.contains(device),
+            "no proxy mode without a reason", device);
+  }
+  std::set<std::string> const cut = cutClients();
+  for (auto const& [device, to] : driver_.steering()) {
+    require(device.empty() || ledger.oldSteering.contains(device) || cut.contains(device) ||
+                clientTags[device].contains(to.tag),
+            "no steering without a reason", device);
+  }
+}
+
+/// Every command names the devices and the sub-interface that it is about.
+void SimulatedAgent::judgeCommands() const {
+  auto const isCalled = [&](IntfId interface, std::string const& name) {
+    auto const entry = entities().ethIntfStatusDir->intfStatus(interface);
+    return entry && entry->deviceName().view() == name;
+  };
+  // Those of a step that sends thousands are much the same.
+  for (auto const& command :
+       std::span(driver_.log()).first(std::min<std::size_t>(60, driver_.log().size()))) {
+    if (command.text.size() == 127) continue;
+    auto const fields = fieldsOf(command.text);
+    bool isRight = false;
+    for (auto const& [client, claims] : ledger.clientClaims) {
+      if (fields.size() != 5 || !isCalled(client, fields[2])) continue;
+      isRight |= std::ranges::any_of(claims, [&](IntfId subIntf) {
+        return fields[4] == "0" ? fields[3] == "0" && fields[1] == textOf(subIntf)
+                                : isCalled(parentOf(subIntf), fields[1]);
+      });
+    }
+    for (auto const& [subIntf, claims] : ledger.encapClaims) {
+      isRight |= fields.size() == 3 && isCalled(parentOf(subIntf), fields[1]);
+    }
+    require(isRight, "a command names what it is about", command.text);
+  }
+}
+
+}  // namespace Simulation

@@ -1,0 +1,125 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Pesk/Driver.h"
+#include "Step.h"
+#include "agent/Library.h"
+#include "agent/Session.h"
+#include "agent/Snapshot.h"
+
+namespace Simulation {
+
+using Velto::IntfId;
+
+/// A rule that does not hold.
+class Broken : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+void require(bool holds, std::string const& rule, std::string const& about = "");
+void require(bool holds, char const* rule, IntfId about);
+
+std::string textOf(IntfId intfId);
+IntfId parentOf(IntfId intfId);
+
+/// How many proxy sub-interfaces of a port there is room for.
+constexpr U32 pairsOfAPort = 2047;
+
+/// What an agent that ends leaves: the configuration, the directories, and what it wrote.
+struct Left {
+  Agent::Snapshot kept;
+  Pesk::Driver driver;
+};
+
+/// The tables and what the driver holds, each thing with what is said of it.
+using Tables = std::map<std::string, std::string>;
+Tables tablesOf(Left const& left);
+
+/// What the rules remember of a history beside the present state: who has laid claim to a name, and
+/// what there is that no rule demands, with a reason.
+struct Ledger {
+  /// An error was raised, or a call did what no configuration explains: until the next start only
+  /// safety is demanded.
+  bool disturbed = false;
+  /// Nothing has run since the last clean stop.
+  bool stopped = false;
+  /// The configured sub-interfaces that found their port's pool full.
+  Agent::Snapshot::Members<Kiv::Ptr<MacsecProxy::ProxyConfig const>> unserved;
+  /// By the sub-interface that carries an encapsulation, and by client: the proxy sub-interfaces
+  /// that have named it since the last start, or in a record that this start found. A proxy
+  /// sub-interface that another one names as its patch has several, too.
+  std::map<IntfId, std::set<std::pair<IntfId, bool>>> encapClaims;
+  std::map<IntfId, std::set<IntfId>> clientClaims;
+  /// Interfaces whose present device name the machines were told of, at a start or by an event.
+  std::set<IntfId> announced;
+  /// What an earlier run left and nothing that it recorded tells of; devices that were renamed
+  /// while the driver held something for them.
+  std::set<IntfId> oldEncaps;
+  std::set<std::string> oldModes, oldSteering;
+
+  void claim(IntfId proxySubIntf, IntfId patch, IntfId client);
+};
+
+/// The stand-in agent with the real library, carrying out histories. It judges what becomes of each
+/// step, and raises `Broken`. One agent at a time has the driver.
+class SimulatedAgent {
+ public:
+  explicit SimulatedAgent(Left const& left = {});
+  ~SimulatedAgent();
+  SimulatedAgent(SimulatedAgent const&) = delete;
+  SimulatedAgent& operator=(SimulatedAgent const&) = delete;
+
+  /// Carries a step out. The unjudged are still held to raise no error without a reason.
+  void perform(Step const& step, bool isJudged = true);
+  bool isRunning() const { return session_.world.isRunning(); }
+  Agent::Library::View view() const { return session_.world.view(); }
+  Left left() const;
+  /// The device name of an interface that the driver can be told of and that no other has; or "".
+  std::string knownName(IntfId interface) const;
+
+  /// Has every write of the steps from now on add what an agent killed right after it would leave.
+  std::vector<Left>* kills = nullptr;
+  Ledger ledger;
+
+  /// Of all agents.
+  inline static U64 steps = 0, starts = 0, faults = 0, writes = 0;
+  inline static U32 alive = 0;
+
+ private:
+  Agent::Entities const& entities() const { return session_.world.entities(); }
+  /// Whether the step may fail inside: a teardown must not.
+  bool mayFail(Step const& step) const;
+  /// What the step raised; nothing when it was passed over.
+  std::optional<std::string> attempt(Step const& step);
+  void seeWrite(bool isStarting);
+  /// Keeps the ledger over a step that began with `before`. Returns whether the machines heard of a
+  /// change.
+  bool follow(Agent::Snapshot const& before);
+  void openLedger();
+  /// What an agent killed now would leave with nothing that tells the next start of it; "" when
+  /// there is nothing.
+  std::string untold(bool isStarting) const;
+
+  void judge();
+  void judgeRunning();
+  void judgeDriver(std::map<IntfId, std::map<IntfId, U32>> const& clients,
+                   std::set<IntfId> const& ports) const;
+  void judgeCommands() const;
+  void judgeNothingLives() const;
+  std::set<std::string> cutClients() const;
+
+  Agent::Printer printer_{false, false};
+  Agent::Session session_;
+  Pesk::Driver& driver_ = Pesk::Driver::instance();
+  bool arms_ = false, failed_ = false;
+  U64 writesOfStep_ = 0;
+  std::string untold_;
+};
+
+}  // namespace Simulation

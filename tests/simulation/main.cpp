@@ -1,0 +1,170 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <random>
+
+#include "Life.h"
+
+namespace Simulation {
+
+namespace {
+
+/// Some histories are run with a kill at every write, but for the large ones.
+bool killsEverywhere(U64 seed, History const& history) {
+  return seed % 8 == 0 && std::ranges::none_of(history, [](Step const& step) {
+           return step.text.starts_with("repeat");
+         });
+}
+
+/// Leaves out whatever can be left out: halves first, single steps last, then faults.
+History shrunk(History history, U64 seed, bool kills) {
+  Counts counts;
+  auto const isBroken = [&](History const& steps) {
+    return !brokenBy(steps, seed, kills, counts).empty();
+  };
+  for (std::size_t chunk = history.size() / 2; chunk > 0;) {
+    bool smaller = false;
+    for (std::size_t at = 0; at + chunk <= history.size();) {
+      History fewer = history;
+      auto const from = fewer.begin() + static_cast<std::ptrdiff_t>(at);
+      fewer.erase(from, from + static_cast<std::ptrdiff_t>(chunk));
+      if (isBroken(fewer)) {
+        history = std::move(fewer);
+        smaller = true;
+      } else {
+        at += chunk;
+      }
+    }
+    if (chunk > 1 || !smaller) chunk /= 2;
+  }
+  for (Step& step : history) {
+    Fault const fault = std::exchange(step.fault, Fault::none);
+    if (fault != Fault::none && !isBroken(history)) step.fault = fault;
+  }
+  return history;
+}
+
+int report(U64 seed, std::string const& rule, History history, bool kills) {
+  fmt::print("broken with seed {}: {}\nshrinking ...\n", seed, rule);
+  std::fflush(stdout);
+  history = shrunk(history, seed, kills);
+  Counts counts;
+  fmt::print("# seed {}: {}\n{}{}", seed, brokenBy(history, seed, kills, counts),
+             scenarioOf(history),
+             kills ? "# killed at one of its writes, and started again\n" : "");
+  return 1;
+}
+
+int replay(U64 seed) {
+  History const history = historyOf(seed);
+  bool const kills = killsEverywhere(seed, history);
+  Counts counts;
+  std::string const rule = brokenBy(history, seed, kills, counts);
+  if (!rule.empty()) return report(seed, rule, history, kills);
+  fmt::print("{}# seed {}: no rule is broken\n", scenarioOf(history), seed);
+  return 0;
+}
+
+/// Runs the histories of the seeds `from` on, for as long as `goesOn` wants. A process that dies
+/// says which seed brought it there, to be replayed.
+template <class GoesOn>
+int runAll(U64 from, Counts& counts, GoesOn goesOn) {
+  static std::atomic<U64> seed;
+  std::set_terminate([] {
+    fmt::print("dies with seed {}\n", seed.load());
+    std::abort();
+  });
+  for (seed = from; goesOn(seed); ++seed) {
+    History const history = historyOf(seed);
+    bool const kills = killsEverywhere(seed, history);
+    try {
+      live(history, seed, kills, counts);
+    } catch (Broken const& rule) {
+      return report(seed, rule.what(), history, kills);
+    }
+  }
+  return 0;
+}
+
+void printCounts(Counts const& counts) {
+  fmt::print("{} histories, {} steps, {} writes, {} starts, {} kills, {} faults, {} deaths\n",
+             counts.histories, SimulatedAgent::steps, SimulatedAgent::writes,
+             SimulatedAgent::starts, counts.kills, SimulatedAgent::faults, counts.deaths);
+  std::fflush(stdout);
+}
+
+int soak(U64 first, double minutes) {
+  using Seconds = std::chrono::duration<double>;
+  auto const begin = std::chrono::steady_clock::now();
+  Seconds shown{0};
+  Counts counts;
+  return runAll(first, counts, [&](U64 seed) {
+    Seconds const lived = std::chrono::steady_clock::now() - begin;
+    bool const isEnd = minutes > 0 && lived.count() > 60 * minutes;
+    if (isEnd || lived - shown > std::chrono::seconds(10)) {
+      shown = lived;
+      fmt::print("seeds {} to {}, {:.0f} steps per second: ", first, seed,
+                 static_cast<double>(SimulatedAgent::steps) / lived.count());
+      printCounts(counts);
+    }
+    return !isEnd;
+  });
+}
+
+/// The same every time. A world in which little happens proves little.
+int fixed(std::string const& examples, U64 histories) {
+  Counts counts;
+  // Processes of their own are made first, while this one is small.
+  for (auto const& file : std::filesystem::directory_iterator(examples)) {
+    if (file.path().extension() != ".scn") continue;
+    History const history = historyIn(file.path());
+    try {
+      throwEverywhere(history, counts);
+      live(history, 1, true, counts);
+    } catch (Broken const& rule) {
+      throw Broken(file.path().string() + ": " + rule.what());
+    }
+  }
+  failEverywhere(counts);
+  int const status = runAll(1, counts, [&](U64 seed) { return seed <= histories; });
+  printCounts(counts);
+  require(status != 0 ||
+              (counts.histories > 300 + histories && SimulatedAgent::steps > 300 * histories &&
+               counts.kills > 1000 + 20 * histories &&
+               SimulatedAgent::faults > 280 + histories / 4 && counts.deaths > 20),
+          "that is less than there should be");
+  return status;
+}
+
+}  // namespace
+
+}  // namespace Simulation
+
+int main(int argc, char** argv) {
+  CLI::App app("Runs the library in a simulated world and judges all that happens.");
+  std::optional<U64> seed;
+  U64 first = std::random_device{}();
+  double minutes = 0;
+  bool soaks = false;
+  U64 histories = 200;
+  std::string examples = MACSECPROXY_EXAMPLES;
+  app.add_option("--seed", seed, "Replay the history of one seed");
+  app.add_flag("--soak", soaks, "Run random histories until stopped");
+  app.add_option("--minutes", minutes, "End the soak after so many minutes");
+  app.add_option("--from", first, "The first seed of the soak");
+  app.add_option("--histories", histories, "How many histories there are beside the fixed ones");
+  app.add_option("--examples", examples, "Where the scenarios are");
+  CLI11_PARSE(app, argc, argv);
+  try {
+    Agent::Library::load(Agent::Library::defaultFile());
+    if (seed) return Simulation::replay(*seed);
+    return soaks ? Simulation::soak(first, minutes) : Simulation::fixed(examples, histories);
+  } catch (std::exception const& error) {
+    fmt::print("broken: {}\n", error.what());
+    return 1;
+  }
+}
