@@ -56,6 +56,9 @@ class LibraryProgram {
     encaps_ = Interface::SubIntfDynDot1qEncap::SubIntfDynDot1qEncapIs();
   }
 
+  Kiv::Ptr<MacsecProxy::MacsecProxyIntfSm> machine(Velto::IntfId port) const {
+    return coordinator_->macsecProxyIntfSm(port);
+  }
   MacsecProxy::Status const& status() const { return *status_; }
   Interface::SubIntfDynDot1qEncap const& encaps() const { return *encaps_; }
 

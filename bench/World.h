@@ -1,5 +1,7 @@
 #pragma once
 
+#include <fmt/format.h>
+
 #include <ctime>
 #include <string>
 #include <vector>
@@ -23,10 +25,10 @@ struct SubIntf {
   Velto::IntfId client;
 };
 
-inline Velto::IntfId portId(U32 port) { return intfId("et" + std::to_string(port)); }
+inline Velto::IntfId portId(U32 port) { return intfId(fmt::format("et{}", port)); }
 
 inline SubIntf subIntf(U32 port, U32 number) {
-  std::string const name = std::to_string(port) + '.' + std::to_string(number);
+  std::string const name = fmt::format("{}.{}", port, number);
   return {intfId("et" + name), intfId("pt" + name), intfId("cl" + name)};
 }
 
@@ -35,10 +37,10 @@ inline SubIntf subIntf(U32 port, U32 number) {
 template <class Program>
 void fill(Program& program, U32 ports, U32 perPort) {
   for (U32 port = 0; port < ports; ++port) {
-    program.portIs(portId(port), "dev" + std::to_string(port));
+    program.portIs(portId(port), fmt::format("dev{}", port));
     for (U32 number = 0; number < perPort; ++number) {
       SubIntf const one = subIntf(port, number);
-      program.portIs(one.client, "dev" + std::to_string(port) + '_' + std::to_string(number));
+      program.portIs(one.client, fmt::format("dev{}_{}", port, number));
       program.configIs(one);
     }
   }
