@@ -15,5 +15,10 @@ void registerBitmapBenchmarks();
 void registerCommandBenchmarks();
 void registerTraceBenchmarks();
 void registerAccessBenchmarks();
+void registerEventBenchmarks();
+void registerStartupBenchmarks();
+
+/// The largest chassis one can imagine: measured when asked for, and when the memory is there.
+void registerLargestBenchmarks();
 
 }  // namespace Bench

@@ -1,15 +1,12 @@
 #include <fmt/format.h>
 
-#include <array>
-#include <charconv>
-#include <cstdio>
-#include <cstring>
 #include <random>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Bench.h"
+#include "Commands.h"
 #include "MacsecProxy/DriverCommand.h"
 #include "Work.h"
 
@@ -17,14 +14,12 @@ namespace Bench {
 
 namespace {
 
-/// What a command says. Texts end with a NUL, as those of a device name do.
+/// What a command says.
 struct Fields {
   std::string proxy;
   std::string client;
   U32 tag;
 };
-
-using Buffer = std::array<char, 128>;
 
 struct Ours {
   static void write(Fields const& fields) {
@@ -34,46 +29,20 @@ struct Ours {
   }
 };
 
-struct Snprintf {
+template <class Command>
+struct Peer {
   static void write(Fields const& fields) {
     Buffer buffer{};
-    std::snprintf(buffer.data(), buffer.size(), "macsec_proxy_client %s %s %u %u",
-                  fields.proxy.c_str(), fields.client.c_str(), fields.tag, 1U);
+    Command::client(buffer, fields.proxy, fields.client, fields.tag, 1);
     benchmark::DoNotOptimize(buffer);
   }
 };
 
 struct Fmt {
-  static void write(Fields const& fields) {
-    Buffer buffer{};
-    fmt::format_to_n(buffer.data(), buffer.size() - 1, "macsec_proxy_client {} {} {} {}",
-                     fields.proxy.c_str(), fields.client.c_str(), fields.tag, 1U);
-    benchmark::DoNotOptimize(buffer);
-  }
-};
-
-struct ByHand {
-  static void write(Fields const& fields) {
-    std::string_view const proxy = fields.proxy.c_str();
-    std::string_view const client = fields.client.c_str();
-    constexpr std::string_view name = "macsec_proxy_client ";
-    constexpr std::size_t rest = std::string_view("  4294967295 1").size();
-    if (name.size() + proxy.size() + client.size() + rest >= Buffer().size()) {
-      return Snprintf::write(fields);
-    }
-    Buffer buffer{};
-    char* at = put(buffer.data(), name);
-    at = put(at, proxy);
-    *at++ = ' ';
-    at = put(at, client);
-    *at++ = ' ';
-    at = std::to_chars(at, buffer.data() + buffer.size(), fields.tag).ptr;
-    put(at, " 1");
-    benchmark::DoNotOptimize(buffer);
-  }
-  static char* put(char* at, std::string_view text) {
-    std::memcpy(at, text.data(), text.size());
-    return at + text.size();
+  static void client(Buffer& buffer, std::string_view proxy, std::string_view device, U32 tag,
+                     U32 enable) {
+    fmt::format_to_n(buffer.data(), buffer.size() - 1, "macsec_proxy_client {} {} {} {}", proxy,
+                     device, tag, enable);
   }
 };
 
@@ -95,9 +64,9 @@ struct Write {
 
 void registerCommandBenchmarks() {
   Registration({.name = "client command into 128 bytes"}, contender<Write, Ours>("DriverCommand"))
-      .beside({1.3, 2}, {contender<Write, ByHand>("std::to_chars by hand")})
-      .beside({0.2, 0.5}, {contender<Write, Snprintf>("snprintf")})
-      .beside({}, {contender<Write, Fmt>("fmt::format_to_n")});
+      .beside({1.3, 2}, {contender<Write, Peer<ByHand>>("std::to_chars by hand")})
+      .beside({0.2, 0.5}, {contender<Write, Peer<Snprintf>>("snprintf")})
+      .beside({}, {contender<Write, Peer<Fmt>>("fmt::format_to_n")});
 }
 
 }  // namespace Bench

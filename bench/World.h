@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <ctime>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Kiv/Integers.h"
@@ -46,10 +48,11 @@ void fill(Program& program, U32 ports, U32 perPort) {
   }
 }
 
-/// A driver just made, which keeps no log.
+/// A driver just made, which only counts commands: what it would do with them is its own work.
 inline void freshDriver() {
   Pesk::Driver::instance().reset();
   Pesk::Driver::instance().hasLogIs(false);
+  Pesk::Driver::instance().hasStateIs(false);
 }
 
 /// The commands that `work` sends; the driver then keeps no log.
@@ -65,9 +68,11 @@ std::vector<Pesk::Driver::Command> commandsOf(Work work) {
   return commands;
 }
 
-inline void send(Pesk::Driver::Command const& command) {
-  Pesk::Driver::instance().commandIs(command.buffer.data(), command.bufferLength, command.argument3,
-                                     command.argument4, command.argument5);
+/// The one `World` of that size, made on first use: worlds take longer to make than to measure.
+template <class World>
+World& worldOf(U32 ports, U32 perPort) {
+  static std::map<std::pair<U32, U32>, World> worlds;
+  return worlds.try_emplace({ports, perPort}, ports, perPort).first->second;
 }
 
 /// The processor time that `work` takes, so that a busy machine does not count.

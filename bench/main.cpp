@@ -30,6 +30,8 @@ int main(int argc, char** argv) {
   Bench::registerCommandBenchmarks();
   Bench::registerTraceBenchmarks();
   Bench::registerAccessBenchmarks();
+  Bench::registerEventBenchmarks();
+  Bench::registerStartupBenchmarks();
   Bench::Report report;
   benchmark::RunSpecifiedBenchmarks(&report);
 }
