@@ -54,57 +54,43 @@ struct Generic {
   }
 };
 
-/// Runs `once` with a machine and an interface that is neither its port nor a client.
-template <class Once>
-void loop(benchmark::State& state, Once once) {
-  freshDriver();
+/// A machine in service, and an interface that is neither its port nor, at first, a client.
+template <class Access>
+struct Serving : Access {
+  Serving() {
+    freshDriver();
+    fill(program, 1, 100);
+    program.start();
+    machine = program.machine(portId(0));
+  }
+
   LibraryProgram program;
-  fill(program, 1, 100);
-  program.start();
-  Kiv::Ptr<Machine> const machine = program.machine(portId(0));
+  Kiv::Ptr<Machine> machine;
   Velto::IntfId key = portId(1);
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(key);
-    once(*machine, key);
-  }
-}
-
-template <class Access>
-struct Read {
-  static void run(benchmark::State& state) {
-    loop(state, [](Machine& machine, Velto::IntfId) {
-      auto value = Access::read(machine);
-      benchmark::DoNotOptimize(value);
-    });
-  }
 };
 
-template <class Access>
-struct Insert {
-  static void run(benchmark::State& state) {
-    loop(state, [](Machine& machine, Velto::IntfId key) { Access::insert(machine, key, key); });
-  }
-};
-
-template <class Access>
-struct Call {
-  static void run(benchmark::State& state) {
-    loop(state, [](Machine& machine, Velto::IntfId key) { Access::call(machine, key); });
-  }
-};
-
-template <template <class> class Job>
-void registerJob(char const* name) {
-  Registration({.name = name, .isDifference = true}, contender<Job, Generic>("generic"))
-      .beside({5, 15}, {contender<Job, Direct>("direct")});
+template <class Once>
+void registerJob(char const* name, Once once) {
+  Registration({.name = name, .isDifference = true}, contender<Serving<Generic>>("generic", once))
+      .beside({5, 15}, {contender<Serving<Direct>>("direct", once)});
 }
 
 }  // namespace
 
 void registerAccessBenchmarks() {
-  registerJob<Read>("generic access: read");
-  registerJob<Insert>("generic access: insert");
-  registerJob<Call>("generic access: call");
+  registerJob("generic access: read", [](auto& serving) {
+    benchmark::DoNotOptimize(serving);
+    auto value = serving.read(*serving.machine);
+    benchmark::DoNotOptimize(value);
+  });
+  registerJob("generic access: insert", [](auto& serving) {
+    benchmark::DoNotOptimize(serving);
+    serving.insert(*serving.machine, serving.key, serving.key);
+  });
+  registerJob("generic access: call", [](auto& serving) {
+    benchmark::DoNotOptimize(serving);
+    serving.call(*serving.machine, serving.key);
+  });
 }
 
 }  // namespace Bench

@@ -18,7 +18,4 @@ void registerAccessBenchmarks();
 void registerEventBenchmarks();
 void registerStartupBenchmarks();
 
-/// The largest chassis one can imagine: measured when asked for, and when the memory is there.
-void registerLargestBenchmarks();
-
 }  // namespace Bench

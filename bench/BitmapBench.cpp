@@ -1,3 +1,5 @@
+#include <type_traits>
+
 #include "Bench.h"
 #include "Kiv/Ptr.h"
 #include "Pesk/Bitmap.h"
@@ -43,45 +45,37 @@ using Boost = void;
 #endif
 
 template <class Bitmap>
-struct Lowest {
-  static void run(benchmark::State& state, U32 taken) {
-    Bitmap bitmap;
+struct Taken {
+  explicit Taken(U32 taken) {
     if (taken > 0) bitmap.take(1, taken);
-    for (auto _ : state) {
-      benchmark::DoNotOptimize(bitmap);
-      U32 tag = bitmap.lowest();
-      benchmark::DoNotOptimize(tag);
-    }
   }
+  Bitmap bitmap;
 };
 
-template <class Bitmap>
-struct TakeAndGive {
-  static void run(benchmark::State& state) {
-    Bitmap bitmap;
-    bitmap.take(1, tags - 2);
-    for (auto _ : state) {
-      U32 const tag = bitmap.lowest();
-      bitmap.take(tag, tag + 1);
-      benchmark::DoNotOptimize(bitmap);
-      bitmap.give(tag, tag + 1);
-    }
-  }
-};
-
-template <template <class> class Job, class... Arguments>
-void registerJob(char const* name, Goal goal, Arguments... arguments) {
-  Registration({.name = name}, contender<Job, Ours>("Pesk::Bitmap", arguments...))
-      .beside(goal, {contender<Job, Boost>("boost::dynamic_bitset", arguments...)});
+template <class Once>
+void registerJob(char const* name, Goal goal, U32 taken, Once once) {
+  using Peer = std::conditional_t<std::is_void_v<Boost>, void, Taken<Boost>>;
+  Registration({.name = name}, contender<Taken<Ours>>("Pesk::Bitmap", once, taken))
+      .beside(goal, {contender<Peer>("boost::dynamic_bitset", once, taken)});
 }
 
 }  // namespace
 
 void registerBitmapBenchmarks() {
-  registerJob<Lowest>("lowest clear tag, empty", {0.8, 1.2}, U32{0});
-  registerJob<Lowest>("lowest clear tag, half full", {0.2, 0.4}, tags / 2);
-  registerJob<Lowest>("lowest clear tag, full", {0.1, 0.2}, tags);
-  registerJob<TakeAndGive>("a pair taken and given back, near full", {0.5, 0.7});
+  auto const lowest = [](auto& taken) {
+    benchmark::DoNotOptimize(taken.bitmap);
+    U32 tag = taken.bitmap.lowest();
+    benchmark::DoNotOptimize(tag);
+  };
+  registerJob("lowest clear tag, empty", {0.8, 1.2}, 0, lowest);
+  registerJob("lowest clear tag, half full", {0.2, 0.4}, tags / 2, lowest);
+  registerJob("lowest clear tag, full", {0.1, 0.2}, tags, lowest);
+  registerJob("a pair taken and given back, near full", {0.5, 0.7}, tags - 2, [](auto& taken) {
+    U32 const tag = taken.bitmap.lowest();
+    taken.bitmap.take(tag, tag + 1);
+    benchmark::DoNotOptimize(taken.bitmap);
+    taken.bitmap.give(tag, tag + 1);
+  });
 }
 
 }  // namespace Bench

@@ -1,5 +1,6 @@
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -130,6 +131,19 @@ class Pointers {
 };
 using Vector = Peer<Pointers>;
 
+/// A subject that tells that many reactors.
+template <class Subject>
+struct Telling {
+  explicit Telling(U32 reactors) : listeners(reactors) {
+    for (auto& listener : listeners) listener = std::make_unique<Listener>();
+    subject.emplace(listeners);
+  }
+
+  Listeners listeners;
+  std::optional<Subject> subject;
+  bool flag = false;
+};
+
 #ifdef HAS_BOOST
 class Signal {
  public:
@@ -144,54 +158,32 @@ class Signal {
   boost::signals2::signal_type<
       void(U32), boost::signals2::keywords::mutex_type<boost::signals2::dummy_mutex>>::type signal_;
 };
-using Signals = Peer<Signal>;
+using Signals = Telling<Peer<Signal>>;
 #else
 using Signals = void;
 #endif
 
-/// Runs `once` with a subject that has that many reactors.
-template <class Subject, class Once>
-void loop(benchmark::State& state, U32 reactors, Once once) {
-  Listeners listeners(reactors);
-  for (auto& listener : listeners) listener = std::make_unique<Listener>();
-  Subject subject(listeners);
-  for (auto _ : state) {
-    once(subject);
-    benchmark::ClobberMemory();
-  }
-  benchmark::DoNotOptimize(listeners.back()->heard);
-}
-
-template <class Subject>
-struct Change {
-  static void run(benchmark::State& state, U32 reactors) {
-    bool flag = false;
-    loop<Subject>(state, reactors, [&](Subject& subject) { subject.flagIs(7, flag = !flag); });
-  }
-};
-
-template <class Subject>
-struct Walk {
-  static void run(benchmark::State& state, U32 reactors) {
-    loop<Subject>(state, reactors, [](Subject& subject) { subject.tell(7); });
-  }
-};
-
-template <template <class> class Job>
-void registerSizes(std::string const& name) {
+template <class Once>
+void registerSizes(std::string const& name, Once once) {
   for (U32 const reactors : {8U, 64U, 512U}) {
     Registration({.name = name + std::to_string(reactors) + " reactors"},
-                 contender<Job, Ours>("delivery", reactors))
-        .beside({1.6, 2.5}, {contender<Job, Vector>("vector of pointers", reactors)})
-        .beside({0.10, 0.15}, {contender<Job, Signals>("boost::signals2", reactors)});
+                 contender<Telling<Ours>>("delivery", once, reactors))
+        .beside({1.6, 2.5}, {contender<Telling<Vector>>("vector of pointers", once, reactors)})
+        .beside({0.10, 0.15}, {contender<Signals>("boost::signals2", once, reactors)});
   }
 }
 
 }  // namespace
 
 void registerDeliveryBenchmarks() {
-  registerSizes<Change>("a key changed and delivered to ");
-  registerSizes<Walk>("the walk alone over ");
+  registerSizes("a key changed and delivered to ", [](auto& telling) {
+    telling.subject->flagIs(7, telling.flag = !telling.flag);
+    benchmark::ClobberMemory();
+  });
+  registerSizes("the walk alone over ", [](auto& telling) {
+    telling.subject->tell(7);
+    benchmark::ClobberMemory();
+  });
 }
 
 }  // namespace Bench

@@ -73,11 +73,9 @@ void event(benchmark::State& state, U32 ports, U32 perPort, bool warm) {
 }
 
 template <class Program>
-struct Event {
-  static void run(benchmark::State& state, U32 ports, U32 perPort, bool warm) {
-    event<Program>(state, ports, perPort, warm);
-  }
-};
+Contender contenderOf(char const* label, U32 ports, U32 perPort, bool warm) {
+  return {label, [=](benchmark::State& state) { event<Program>(state, ports, perPort, warm); }};
+}
 
 Goal besidePlain(U32 ports, U32 perPort) {
   if (ports < 64) return {0.35, 0.45};
@@ -87,28 +85,35 @@ Goal besidePlain(U32 ports, U32 perPort) {
 void registerEvent(U32 ports, U32 perPort, bool warm) {
   Registration({.name = fmt::format("an event, {}, {} x {} in service", warm ? "warm" : "cold",
                                     ports, perPort)},
-               contender<Event, LibraryProgram>("library", ports, perPort, warm))
-      .beside({1.5, 2}, {contender<Event, FloorProgram>("floor", ports, perPort, warm)})
+               contenderOf<LibraryProgram>("library", ports, perPort, warm))
+      .beside({1.5, 2}, {contenderOf<FloorProgram>("floor", ports, perPort, warm)})
       .beside(besidePlain(ports, perPort),
-              {contender<Event, PlainProgram>("plain", ports, perPort, warm)});
+              {contenderOf<PlainProgram>("plain", ports, perPort, warm)});
 }
 
 void registerGrowths(bool warm) {
-  std::string const name = warm ? "event, warm, " : "event, cold, ";
+  std::string const name = warm ? "event, warm, by " : "event, cold, by ";
   constexpr U32 ports = 8;
-  registerGrowth({.name = name + "by sub-interfaces in service on 8 ports",
+  registerGrowth({.name = name + "sub-interfaces in service on 8 ports",
                   .unit = "ns a sub-interface",
                   .points = {80, 800, 4000, 8000, 16000}},
                  [=](benchmark::State& state, double all) {
                    event<LibraryProgram>(state, ports, static_cast<U32>(all) / ports, warm);
                  });
   // An event is two changes, each of which every machine is told of.
-  registerGrowth({.name = name + "by ports with 10 sub-interfaces, a change",
-                  .unit = "ns a machine that ignores it",
+  registerGrowth({.name = name + "ports with 10 on each, a change",
+                  .unit = "ns a machine",
                   .per = 2,
                   .points = {1, 8, 64, 192, 576}},
                  [=](benchmark::State& state, double count) {
                    event<LibraryProgram>(state, static_cast<U32>(count), 10, warm);
+                 });
+  registerGrowth({.name = name + "ports with 2,000 on each",
+                  .unit = "ns a port",
+                  .points = {4, 16, 32, 64, 96},
+                  .beyond = 576},
+                 [=](benchmark::State& state, double count) {
+                   event<LibraryProgram>(state, static_cast<U32>(count), 2000, warm);
                  });
 }
 

@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <random>
 #include <string>
@@ -67,18 +69,6 @@ struct Peer {
   }
 };
 
-using Std = Peer<std::unordered_map<Key, Value, Hash>>;
-#ifdef HAS_BOOST
-using Boost = Peer<boost::unordered_flat_map<Key, Value, Hash>>;
-#else
-using Boost = void;
-#endif
-#ifdef HAS_ABSL
-using Absl = Peer<absl::flat_hash_map<Key, Value, Hash>>;
-#else
-using Absl = void;
-#endif
-
 constexpr U32 largest = 131072;
 
 std::vector<Key> keys(U32 count) {
@@ -89,22 +79,32 @@ std::vector<Key> keys(U32 count) {
 
 /// A map of `size` members, and as many keys that are not in it. Which of the identifiers, all of
 /// which follow one another, are in it is drawn, and so is the order in which `next` names places.
+/// A map that is in use has had as many of its members replaced.
 template <class Map>
 struct Filled {
-  explicit Filled(U32 size) : places(std::max(size, U32{1} << 14U)) {
-    std::mt19937 random(size);
+  Filled(U32 size, bool inUse) : places(std::max(size, U32{1} << 14U)) {
     static std::vector<Key> const known = keys(2 * largest);
+    std::mt19937 random(size);
     std::vector<Key> all(known.begin(), known.begin() + 2 * size);
     std::shuffle(all.begin(), all.end(), random);
     present.assign(all.begin(), all.begin() + size);
     absent.assign(all.begin() + size, all.end());
     for (Key const key : present) map.insert(key, key);
     for (U32& place : places) place = static_cast<U32>(random() % size);
+    for (U32 time = 0; inUse && time < size; ++time) replace();
   }
 
   U32 next() noexcept {
     if (++at == places.size()) at = 0;
     return places[at];
+  }
+  /// One member goes and another key comes.
+  void replace() {
+    Key& gone = present[next()];
+    Key& come = absent[next()];
+    map.erase(gone);
+    map.insert(come, come);
+    std::swap(gone, come);
   }
 
   Map map;
@@ -114,89 +114,61 @@ struct Filled {
   std::size_t at = 0;
 };
 
-/// Runs `once` with a filled map.
-template <class Map, class Once>
-void loop(benchmark::State& state, U32 size, Once once) {
-  Filled<Map> filled(size);
-  for (auto _ : state) once(filled);
-}
-
 template <class Map>
-struct Hit {
-  static void run(benchmark::State& state, U32 size) {
-    loop<Map>(state, size, [](Filled<Map>& filled) {
-      auto value = *filled.map.find(filled.present[filled.next()]);
-      benchmark::DoNotOptimize(value);
-    });
-  }
+struct Shared {
+  Shared(U32 size, bool inUse) : filled(worldOf<Filled<Map>>(size, inUse)) {}
+  Filled<Map>& filled;
 };
 
-template <class Map>
-struct Miss {
-  static void run(benchmark::State& state, U32 size) {
-    loop<Map>(state, size, [](Filled<Map>& filled) {
-      auto const* found = filled.map.find(filled.absent[filled.next()]);
-      benchmark::DoNotOptimize(found);
-    });
-  }
-};
+using Std = Shared<Peer<std::unordered_map<Key, Value, Hash>>>;
+#ifdef HAS_BOOST
+using Boost = Shared<Peer<boost::unordered_flat_map<Key, Value, Hash>>>;
+#else
+using Boost = void;
+#endif
+#ifdef HAS_ABSL
+using Absl = Shared<Peer<absl::flat_hash_map<Key, Value, Hash>>>;
+#else
+using Absl = void;
+#endif
 
-/// One member goes and another key comes.
-template <class Map>
-struct Churn {
-  static void run(benchmark::State& state, U32 size) {
-    loop<Map>(state, size, [](Filled<Map>& filled) {
-      Key& gone = filled.present[filled.next()];
-      Key& come = filled.absent[filled.next()];
-      filled.map.erase(gone);
-      filled.map.insert(come, come);
-      std::swap(gone, come);
-    });
-  }
-};
-
-template <class Map>
-struct WalkKeys {
-  static void run(benchmark::State& state, U32 size) {
-    loop<Map>(state, size, [](Filled<Map>& filled) {
-      U32 sum = 0;
-      filled.map.keys([&](Key key) { sum += key.hash(); });
-      benchmark::DoNotOptimize(sum);
-    });
-  }
-};
-
-template <class Map>
-struct WalkMembers {
-  static void run(benchmark::State& state, U32 size) {
-    loop<Map>(state, size, [](Filled<Map>& filled) {
-      U32 sum = 0;
-      filled.map.members([&](Key key, Value value) { sum += key.hash() ^ value.hash(); });
-      benchmark::DoNotOptimize(sum);
-    });
-  }
-};
-
-template <template <class> class Job>
-void registerJob(std::string const& name, U32 size, Goal goal, double per = 1) {
-  Registration({.name = "collection of " + std::to_string(size) + ": " + name, .per = per},
-               contender<Job, Ours>("Kiv::HashMap", size))
-      .beside(goal, {contender<Job, Boost>("boost::unordered_flat_map", size),
-                     contender<Job, Absl>("absl::flat_hash_map", size),
-                     contender<Job, Std>("std::unordered_map", size)});
+template <class Once>
+void registerJob(std::string const& name, U32 size, Goal goal, double per, bool inUse, Once once) {
+  Registration({.name = fmt::format("collection of {}: {}", size, name), .per = per},
+               contender<Shared<Ours>>("Kiv::HashMap", once, size, inUse))
+      .beside(goal, {contender<Boost>("boost::unordered_flat_map", once, size, inUse),
+                     contender<Absl>("absl::flat_hash_map", once, size, inUse),
+                     contender<Std>("std::unordered_map", once, size, inUse)});
 }
 
 }  // namespace
 
 void registerMapBenchmarks() {
   for (U32 const size : {64U, 2047U, largest}) {
-    bool const large = size == largest;
-    registerJob<Hit>("hit", size, large ? Goal{1.5, 2} : Goal{1.0, 1.2});
-    registerJob<Miss>("miss", size, large ? Goal{2, 4} : Goal{1.2, 1.5});
-    registerJob<Churn>("remove, insert", size, large ? Goal{2, 3} : Goal{1.4, 2});
-    Goal const walk = large ? Goal{0.3, 0.5} : Goal{0.6, 1};
-    registerJob<WalkKeys>("walk, keys", size, walk, size);
-    registerJob<WalkMembers>("walk, keys and values", size, walk, size);
+    bool const isLarge = size == largest;
+    registerJob("hit", size, isLarge ? Goal{1.5, 2} : Goal{1.0, 1.2}, 1, false, [](auto& shared) {
+      auto& filled = shared.filled;
+      auto value = *filled.map.find(filled.present[filled.next()]);
+      benchmark::DoNotOptimize(value);
+    });
+    registerJob("miss", size, isLarge ? Goal{2, 4} : Goal{1.2, 1.5}, 1, false, [](auto& shared) {
+      auto& filled = shared.filled;
+      auto const* found = filled.map.find(filled.absent[filled.next()]);
+      benchmark::DoNotOptimize(found);
+    });
+    registerJob("remove, insert", size, isLarge ? Goal{2, 3} : Goal{1.4, 2}, 1, true,
+                [](auto& shared) { shared.filled.replace(); });
+    Goal const walk = isLarge ? Goal{0.3, 0.5} : Goal{0.6, 1};
+    registerJob("walk, keys", size, walk, size, false, [](auto& shared) {
+      U32 sum = 0;
+      shared.filled.map.keys([&](Key key) { sum += key.hash(); });
+      benchmark::DoNotOptimize(sum);
+    });
+    registerJob("walk, keys and values", size, walk, size, false, [](auto& shared) {
+      U32 sum = 0;
+      shared.filled.map.members([&](Key key, Value value) { sum += key.hash() ^ value.hash(); });
+      benchmark::DoNotOptimize(sum);
+    });
   }
 }
 

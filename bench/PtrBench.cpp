@@ -1,3 +1,5 @@
+#include <string>
+#include <type_traits>
 #include <utility>
 
 #include "Bench.h"
@@ -20,6 +22,19 @@ struct Ours : Kiv::PtrInterface {
   static Pointer make() { return Kiv::makeNew<Ours>(); }
 };
 
+/// An object, and the switch of all counted pointers in that position.
+template <class Object>
+struct Held {
+  explicit Held(bool threadSafe)
+      : before(std::exchange(Kiv::VFPtrInterface::threadSafePointers_, threadSafe)) {}
+  ~Held() { Kiv::VFPtrInterface::threadSafePointers_ = before; }
+  Held(Held const&) = delete;
+  Held& operator=(Held const&) = delete;
+
+  bool before;
+  typename Object::Pointer const object = Object::make();
+};
+
 #ifdef HAS_BOOST
 template <class Counter>
 struct Boost : boost::intrusive_ref_counter<Boost<Counter>, Counter> {
@@ -27,31 +42,12 @@ struct Boost : boost::intrusive_ref_counter<Boost<Counter>, Counter> {
   static Pointer make() { return Pointer(new Boost); }
   virtual ~Boost() = default;
 };
-using BoostUnsafe = Boost<boost::thread_unsafe_counter>;
-using BoostSafe = Boost<boost::thread_safe_counter>;
+using BoostUnsafe = Held<Boost<boost::thread_unsafe_counter>>;
+using BoostSafe = Held<Boost<boost::thread_safe_counter>>;
 #else
 using BoostUnsafe = void;
 using BoostSafe = void;
 #endif
-
-/// Runs `once` with the switch of all counted pointers in that position.
-template <class Once>
-void loop(benchmark::State& state, bool threadSafe, Once once) {
-  bool const before = std::exchange(Kiv::VFPtrInterface::threadSafePointers_, threadSafe);
-  for (auto _ : state) once();
-  Kiv::VFPtrInterface::threadSafePointers_ = before;
-}
-
-template <class Object>
-struct CopyAndDrop {
-  static void run(benchmark::State& state, bool threadSafe) {
-    auto const object = Object::make();
-    loop(state, threadSafe, [&] {
-      auto copy = object;
-      benchmark::DoNotOptimize(copy);
-    });
-  }
-};
 
 template <int further, class Pointer>
 [[gnu::noinline]] void pass(Pointer pointer) {
@@ -59,27 +55,24 @@ template <int further, class Pointer>
   if constexpr (further > 0) pass<further - 1, Pointer>(pointer);
 }
 
-template <class Object>
-struct ThreeCalls {
-  static void run(benchmark::State& state, bool threadSafe) {
-    auto const object = Object::make();
-    loop(state, threadSafe, [&] { pass<2, typename Object::Pointer>(object); });
-  }
-};
-
-template <template <class> class Job>
-void registerBoth(std::string const& name, Goal off, Goal on) {
-  Registration({.name = name + ", switch off"}, contender<Job, Ours>("Kiv::Ptr", false))
-      .beside(off, {contender<Job, BoostUnsafe>("boost::intrusive_ptr, unsafe", false)});
-  Registration({.name = name + ", switch on"}, contender<Job, Ours>("Kiv::Ptr", true))
-      .beside(on, {contender<Job, BoostSafe>("boost::intrusive_ptr, safe", true)});
+template <class Once>
+void registerBoth(std::string const& name, Goal off, Goal on, Once once) {
+  Registration({.name = name + ", switch off"}, contender<Held<Ours>>("Kiv::Ptr", once, false))
+      .beside(off, {contender<BoostUnsafe>("boost::intrusive_ptr, unsafe", once, false)});
+  Registration({.name = name + ", switch on"}, contender<Held<Ours>>("Kiv::Ptr", once, true))
+      .beside(on, {contender<BoostSafe>("boost::intrusive_ptr, safe", once, true)});
 }
 
 }  // namespace
 
 void registerPtrBenchmarks() {
-  registerBoth<CopyAndDrop>("counted pointer: copy, drop", {1.3, 1.6}, {1.0, 1.1});
-  registerBoth<ThreeCalls>("counted pointer: three calls", {1.1, 1.3}, {1.0, 1.1});
+  registerBoth("counted pointer: copy, drop", {1.3, 1.6}, {1.0, 1.1}, [](auto& held) {
+    auto copy = held.object;
+    benchmark::DoNotOptimize(copy);
+  });
+  registerBoth("counted pointer: three calls", {1.1, 1.3}, {1.0, 1.1}, [](auto& held) {
+    pass<2, std::remove_cvref_t<decltype(held.object)>>(held.object);
+  });
 }
 
 }  // namespace Bench

@@ -38,10 +38,12 @@ std::string compiler() {
 #endif
 }
 
-/// Four significant digits or so.
+/// Three significant digits or so.
 std::string figure(std::optional<double> value) {
   if (!value) return "-";
   double const size = std::abs(*value);
+  if (size >= 1e6) return fmt::format("{:.1f}M", *value * 1e-6);
+  if (size >= 1e4) return fmt::format("{:.1f}k", *value * 1e-3);
   return fmt::format("{:.{}f}", *value, size < 10 ? 2 : size < 1000 ? 1 : 0);
 }
 
@@ -59,12 +61,11 @@ std::string demand(double value, bool isDifference) {
 void Report::ReportRuns(std::vector<Run> const& runs) {
   for (Run const& run : runs) {
     if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-    bool const ownTime = !run.run_name.time_type.empty();
-    auto const bytes = run.counters.find("bytes");
-    repetitions_[run.run_name.function_name].push_back(bytes != run.counters.end()
-                                                           ? bytes->second.value
-                                                       : ownTime ? run.GetAdjustedRealTime()
-                                                                 : run.GetAdjustedCPUTime());
+    std::string const& name = run.run_name.function_name;
+    Measure const measure = measures().at(name);
+    repetitions_[name].push_back(measure == Measure::time      ? run.GetAdjustedCPUTime()
+                                 : measure == Measure::ownTime ? run.GetAdjustedRealTime()
+                                                               : run.counters.at("bytes").value);
   }
 }
 
@@ -139,7 +140,8 @@ void Report::printGrowths() const {
   for (Growth const& growth : growths()) {
     std::vector<Point> points;
     for (double const x : growth.points) {
-      if (auto const y = median(growth.benchmarkName(x))) points.push_back({x, *y / growth.per});
+      if (auto const y = median(growth.benchmarkName(x)))
+        points.push_back({x, growth.valueOf(*y, x)});
     }
     if (points.size() < 2) continue;
     if (!begun) {
@@ -152,6 +154,14 @@ void Report::printGrowths() const {
     for (Point const& point : points) each += fmt::format(" {:g}: {}", point.x, figure(point.y));
     fmt::print(row, growth.name, fmt::format("{:.4g} {}", line.slope, growth.unit),
                figure(line.atZero), fmt::format("{:.3f}", line.fit), each.substr(1));
+    if (growth.beyond == 0) continue;
+    double const expected = line.atZero + line.slope * growth.beyond;
+    fmt::print("    drawn on to {:g}: {}", growth.beyond, figure(expected));
+    if (auto const there = median(growth.benchmarkName(growth.beyond))) {
+      double const measured = growth.valueOf(*there, growth.beyond);
+      fmt::print("; measured there: {}, {:.2f} of that", figure(measured), measured / expected);
+    }
+    fmt::print("\n");
   }
 }
 

@@ -35,7 +35,7 @@ void start(benchmark::State& state, U32 ports, U32 perPort, Prepare prepare) {
     prepare(program);
     double const before = heapBytes();
     state.SetIterationTime(secondsOf([&] { program.start(); }));
-    state.counters["heap"] = heapBytes() - before;
+    state.counters["bytes"] = heapBytes() - before;
     program.stop();
   }
 }
@@ -46,96 +46,77 @@ constexpr auto killed = [](auto& program) {
   program.crash();
 };
 
-template <class Program>
-struct Startup {
-  static void run(benchmark::State& state, U32 ports, U32 perPort) {
-    start<Program>(state, ports, perPort, fresh);
-  }
-};
+template <class Program, class Prepare>
+Contender contenderOf(char const* label, U32 ports, U32 perPort, Prepare prepare) {
+  return {label, [=](benchmark::State& state) { start<Program>(state, ports, perPort, prepare); }};
+}
 
-template <class Program>
-struct Restart {
-  static void run(benchmark::State& state, U32 ports, U32 perPort) {
-    start<Program>(state, ports, perPort, killed);
-  }
-};
-
-/// What a start adds to the heap.
-template <class Program>
-struct Heap {
-  static void run(benchmark::State& state, U32 ports, U32 perPort) {
-    start<Program>(state, ports, perPort, fresh);
-    state.counters["bytes"] = state.counters["heap"];
-  }
-};
-
-template <template <class> class Job>
+template <class Prepare>
 void registerJob(char const* what, U32 ports, U32 perPort, Goal besideFloor, Goal besidePlain,
-                 Measure measure = Measure::ownTime) {
+                 Prepare prepare, Measure measure = Measure::ownTime) {
   Registration({.name = fmt::format("{}, {} x {}", what, ports, perPort),
                 .per = double{1} * ports * perPort,
                 .measure = measure},
-               contender<Job, LibraryProgram>("library", ports, perPort))
-      .beside(besideFloor, {contender<Job, FloorProgram>("floor", ports, perPort)})
-      .beside(besidePlain, {contender<Job, PlainProgram>("plain", ports, perPort)});
+               contenderOf<LibraryProgram>("library", ports, perPort, prepare))
+      .beside(besideFloor, {contenderOf<FloorProgram>("floor", ports, perPort, prepare)})
+      .beside(besidePlain, {contenderOf<PlainProgram>("plain", ports, perPort, prepare)});
 }
 
 void registerGrowths() {
   constexpr U32 ports = 64;
+  constexpr U32 full = 2047;
   std::vector<double> const sizes{6400, 16000, 32000, 64000, 96000, 131008};
-  registerGrowth({.name = "start-up, by sub-interfaces on 64 ports",
-                  .unit = "ns a sub-interface",
-                  .measure = Measure::ownTime,
-                  .points = sizes},
-                 [](benchmark::State& state, double all) {
-                   Startup<LibraryProgram>::run(state, ports, static_cast<U32>(all) / ports);
-                 });
-  constexpr U32 all = 34560;
-  registerGrowth({.name = "start-up of 34,560, a sub-interface, by ports",
-                  .unit = "ns a port",
-                  .per = all,
-                  .measure = Measure::ownTime,
-                  .points = {18, 64, 144, 288, 576}},
-                 [](benchmark::State& state, double count) {
-                   auto const spread = static_cast<U32>(count);
-                   Startup<LibraryProgram>::run(state, spread, all / spread);
-                 });
+  auto const on64Ports = [](benchmark::State& state, double all) {
+    start<LibraryProgram>(state, ports, static_cast<U32>(all) / ports, fresh);
+  };
+  auto const onFullPorts = [](benchmark::State& state, double count) {
+    start<LibraryProgram>(state, static_cast<U32>(count), full, fresh);
+  };
+  for (Measure const measure : {Measure::ownTime, Measure::bytes}) {
+    bool const isHeap = measure == Measure::bytes;
+    std::string const what = isHeap ? "heap" : "start-up";
+    registerGrowth({.name = what + ", by sub-interfaces on 64 ports",
+                    .unit = isHeap ? "B a sub-interface" : "ns a sub-interface",
+                    .measure = measure,
+                    .points = sizes},
+                   on64Ports);
+    registerGrowth({.name = what + " a sub-interface, by ports with 2,047 on each",
+                    .unit = isHeap ? "B a port" : "ns a port",
+                    .per = full,
+                    .isShare = true,
+                    .measure = measure,
+                    .points = {4, 16, 32, 64, 96},
+                    .beyond = 576},
+                   onFullPorts);
+  }
+  auto const after = [](auto leave) {
+    return [=](benchmark::State& state, double count) {
+      start<LibraryProgram>(
+          state, 8, 100, [=](LibraryProgram& program) { leave(program, static_cast<U32>(count)); });
+    };
+  };
+  std::vector<double> const stale{0, 8000, 16000, 32000, 64000};
   registerGrowth({.name = "restart of 8 x 100, by stale records",
                   .unit = "ns a record",
                   .measure = Measure::ownTime,
-                  .points = {0, 8000, 16000, 32000, 64000}},
-                 [](benchmark::State& state, double records) {
-                   start<LibraryProgram>(state, 8, 100, [=](LibraryProgram& program) {
-                     program.leave(static_cast<U32>(records), 0);
-                   });
-                 });
+                  .points = stale},
+                 after([](LibraryProgram& program, U32 count) { program.leave(count, 0); }));
   registerGrowth({.name = "restart of 8 x 100, by stale marks",
                   .unit = "ns a mark",
                   .measure = Measure::ownTime,
-                  .points = {0, 8000, 16000, 32000, 64000}},
-                 [](benchmark::State& state, double marks) {
-                   start<LibraryProgram>(state, 8, 100, [=](LibraryProgram& program) {
-                     program.leave(0, static_cast<U32>(marks));
-                   });
-                 });
-  registerGrowth({.name = "heap, by sub-interfaces in service on 64 ports",
-                  .unit = "B a sub-interface",
-                  .measure = Measure::bytes,
-                  .points = sizes},
-                 [](benchmark::State& state, double count) {
-                   Heap<LibraryProgram>::run(state, ports, static_cast<U32>(count) / ports);
-                 });
+                  .points = stale},
+                 after([](LibraryProgram& program, U32 count) { program.leave(0, count); }));
 }
 
 }  // namespace
 
 void registerStartupBenchmarks() {
-  registerJob<Startup>("start-up", 64, 100, {1.4, 1.75}, {0.55, 0.75});
-  registerJob<Startup>("start-up", 64, 2047, {1.4, 1.75}, {0.2, 0.3});
-  registerJob<Restart>("restart after a kill", 64, 100, {}, {});
-  registerJob<Restart>("restart after a kill", 64, 2047, {}, {});
-  registerJob<Heap>("heap bytes in service", 64, 2047, {}, {0.7, 1.0}, Measure::bytes);
-  registerJob<Heap>("heap bytes in service", 48, 1500, {}, {0.8, 1.1}, Measure::bytes);
+  registerJob("start-up", 64, 100, {1.4, 1.75}, {0.55, 0.75}, fresh);
+  registerJob("start-up", 64, 2047, {1.4, 1.75}, {0.2, 0.3}, fresh);
+  registerJob("restart after a kill", 64, 100, {}, {}, killed);
+  registerJob("restart after a kill", 64, 2047, {}, {}, killed);
+  registerJob("heap bytes in service", 64, 2047, {}, {0.7, 1.0}, fresh, Measure::bytes);
+  registerJob("heap bytes in service", 48, 1500, {}, {0.8, 1.1}, fresh, Measure::bytes);
   registerGrowths();
 }
 

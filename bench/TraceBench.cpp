@@ -24,6 +24,19 @@ struct Ours {
   }
 };
 
+/// A machine and its handler of a key that is another machine's.
+template <class Tracer>
+struct Handling {
+  Velto::IntfId port = portId(1);
+  Velto::IntfId key = portId(2);
+  U64 own = 0;
+
+  [[gnu::noinline]] void handle(Velto::IntfId changed) {
+    Tracer::write(port, changed);
+    if (changed == port) ++own;
+  }
+};
+
 #ifdef HAS_SPDLOG
 struct Spdlog {
   static void write(Velto::IntfId port, Velto::IntfId key) {
@@ -31,39 +44,22 @@ struct Spdlog {
     logger.debug("{} handle: {}", port.hash(), key.hash());
   }
 };
+using WithSpdlog = Handling<Spdlog>;
 #else
-using Spdlog = void;
+using WithSpdlog = void;
 #endif
-
-/// A machine's handler of a key that is another machine's.
-template <class Tracer>
-struct Handler {
-  Velto::IntfId port;
-  U64 own = 0;
-
-  [[gnu::noinline]] void handle(Velto::IntfId key) {
-    Tracer::write(port, key);
-    if (key == port) ++own;
-  }
-
-  static void run(benchmark::State& state) {
-    Handler handler{portId(1)};
-    Velto::IntfId key = portId(2);
-    for (auto _ : state) {
-      benchmark::DoNotOptimize(key);
-      handler.handle(key);
-      benchmark::DoNotOptimize(handler);
-    }
-  }
-};
 
 }  // namespace
 
 void registerTraceBenchmarks() {
+  auto const handle = [](auto& handling) {
+    benchmark::DoNotOptimize(handling);
+    handling.handle(handling.key);
+  };
   Registration({.name = "a trace point that is off", .isDifference = true},
-               contender<Handler, Ours>("handler with it"))
-      .beside({0.3, 0.6}, {contender<Handler, Nothing>("handler without")})
-      .beside({}, {contender<Handler, Spdlog>("with spdlog, off")});
+               contender<Handling<Ours>>("handler with it", handle))
+      .beside({0.3, 0.6}, {contender<Handling<Nothing>>("handler without", handle)})
+      .beside({}, {contender<WithSpdlog>("with spdlog, off", handle)});
 }
 
 }  // namespace Bench

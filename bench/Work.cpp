@@ -12,9 +12,15 @@ std::vector<Growth>& growths() {
   return all;
 }
 
+std::map<std::string, Measure>& measures() {
+  static std::map<std::string, Measure> all;
+  return all;
+}
+
 void registerRun(std::string const& name, Measure measure,
                  std::function<void(benchmark::State&)> const& run) {
   if (!run) return;
+  measures()[name] = measure;
   auto* const registered = benchmark::RegisterBenchmark(name.c_str(), run);
   if (measure != Measure::time) registered->UseManualTime()->Iterations(1);
   if (measure == Measure::bytes) registered->Repetitions(1);
@@ -38,7 +44,9 @@ Registration& Registration::beside(Goal goal, std::vector<Contender> const& peer
 
 void registerGrowth(Growth growth,
                     std::function<void(benchmark::State&, double point)> const& run) {
-  for (double const point : growth.points) {
+  std::vector<double> points = growth.points;
+  if (measuresBeyond && growth.beyond > 0) points.push_back(growth.beyond);
+  for (double const point : points) {
     registerRun(growth.benchmarkName(point), growth.measure,
                 [run, point](benchmark::State& state) { run(state, point); });
   }

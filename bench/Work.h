@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <functional>
+#include <map>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -17,15 +18,17 @@ struct Contender {
   std::function<void(benchmark::State&)> run;
 };
 
-/// The contender that does `Job<Subject>::run(state, arguments...)`; `void` stands for a subject
-/// that is not installed.
-template <template <class> class Job, class Subject, class... Arguments>
-Contender contender(std::string label, Arguments... arguments) {
+/// The contender that calls `once` over and over with a `Subject` made from `arguments`; `void`
+/// stands for a subject that is not installed.
+template <class Subject, class Once, class... Arguments>
+Contender contender(std::string label, Once once, Arguments... arguments) {
   if constexpr (std::is_void_v<Subject>) {
     return {std::move(label), nullptr};
   } else {
-    return {std::move(label),
-            [=](benchmark::State& state) { Job<Subject>::run(state, arguments...); }};
+    return {std::move(label), [=](benchmark::State& state) {
+              Subject subject(arguments...);
+              for (auto _ : state) once(subject);
+            }};
   }
 }
 
@@ -35,7 +38,7 @@ enum class Measure {
   time,
   /// What the run itself gives with `SetIterationTime`, one iteration a repetition.
   ownTime,
-  /// The counter "bytes", once.
+  /// The counter "bytes" of such a run, once.
   bytes,
 };
 
@@ -72,17 +75,30 @@ struct Growth {
   /// What the slope is in, after "ns" or "B".
   std::string unit;
   double per = 1;
+  /// What is fitted is the value for each of the point's units.
+  bool isShare = false;
   Measure measure = Measure::time;
   std::vector<double> points = {};
+  /// The point that the line is drawn on to; it is measured when `measuresBeyond`. 0 for none.
+  double beyond = 0;
 
+  /// What is fitted, of a value that was measured at `point`.
+  double valueOf(double measured, double point) const {
+    return measured / (isShare ? per * point : per);
+  }
   std::string benchmarkName(double point) const {
     return name + '/' + std::to_string(static_cast<long>(point));
   }
 };
 
+inline bool measuresBeyond = false;
+
 /// Everything that was registered, in the order in which it is to be printed.
 std::vector<Work>& works();
 std::vector<Growth>& growths();
+
+/// How each benchmark is measured, by its name.
+std::map<std::string, Measure>& measures();
 
 /// Registers the benchmark `name`; nothing when `run` is empty.
 void registerRun(std::string const& name, Measure measure,

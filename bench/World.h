@@ -5,7 +5,7 @@
 #include <ctime>
 #include <map>
 #include <string>
-#include <utility>
+#include <tuple>
 #include <vector>
 
 #include "Kiv/Integers.h"
@@ -68,11 +68,12 @@ std::vector<Pesk::Driver::Command> commandsOf(Work work) {
   return commands;
 }
 
-/// The one `World` of that size, made on first use: worlds take longer to make than to measure.
-template <class World>
-World& worldOf(U32 ports, U32 perPort) {
-  static std::map<std::pair<U32, U32>, World> worlds;
-  return worlds.try_emplace({ports, perPort}, ports, perPort).first->second;
+/// The one `World` made from these sizes, made on first use: worlds take longer to make than to
+/// measure.
+template <class World, class... Sizes>
+World& worldOf(Sizes... sizes) {
+  static std::map<std::tuple<Sizes...>, World> worlds;
+  return worlds.try_emplace({sizes...}, sizes...).first->second;
 }
 
 /// The processor time that `work` takes, so that a busy machine does not count.
