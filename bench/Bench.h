@@ -2,12 +2,19 @@
 
 namespace Bench {
 
-/// Runs the library and the plain program through one history and raises `std::runtime_error`,
-/// which says where, when they do not send the same commands or end in the same tables.
+/// Runs the library and the two other programs through one history and raises
+/// `std::runtime_error`, which says where, when they do not send the same commands or end in the
+/// same tables.
 void checkSameOutcome();
 
-/// Benchmarks are named WORK/PEER; the peers of one work are "library", "plain" and, for the part
-/// of both that is the driver's own, "driver".
+// One for each group, in a file of its own.
+void registerPtrBenchmarks();
+void registerDeliveryBenchmarks();
+void registerMapBenchmarks();
+void registerBitmapBenchmarks();
+void registerCommandBenchmarks();
+void registerTraceBenchmarks();
+void registerAccessBenchmarks();
 void registerEventBenchmarks();
 void registerStartupBenchmarks();
 

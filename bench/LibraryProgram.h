@@ -50,12 +50,31 @@ class LibraryProgram {
     encaps_ = encaps;
   }
 
+  /// Puts into the tables what an earlier run could have left of sub-interfaces and ports that are
+  /// not configured any more. REQUIRES: not running.
+  void leave(U32 records, U32 marks) {
+    for (U32 number = 0; number < records; ++number) {
+      SubIntf const one = subIntf(10000 + number / 2000, number % 2000);
+      U32 const tag = 2 * (number % 2000) + 1;
+      encaps_->encapIs(one.proxy, Bridging::Dot1qEncap(Bridging::VlanId(tag + 1)));
+      encaps_->encapIs(one.patch, Bridging::Dot1qEncap(Bridging::VlanId(tag)));
+      status_->proxySubIntfStatusIs(one.proxy, one.patch, one.client, Bridging::VlanId(tag),
+                                    Bridging::VlanId(tag + 1));
+    }
+    for (U32 number = 0; number < marks; ++number) {
+      status_->proxyIntfIs(portId(20000 + number), true);
+    }
+  }
+
   /// Empties the tables, as on a switch that has never run. REQUIRES: not running.
   void tablesDelAll() {
     status_ = MacsecProxy::Status::StatusIs();
     encaps_ = Interface::SubIntfDynDot1qEncap::SubIntfDynDot1qEncapIs();
   }
 
+  Kiv::Ptr<MacsecProxy::MacsecProxyIntfSm> machine(Velto::IntfId port) const {
+    return coordinator_->macsecProxyIntfSm(port);
+  }
   MacsecProxy::Status const& status() const { return *status_; }
   Interface::SubIntfDynDot1qEncap const& encaps() const { return *encaps_; }
 

@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <random>
 #include <stdexcept>
@@ -5,8 +7,8 @@
 #include <vector>
 
 #include "Bench.h"
+#include "DirectProgram.h"
 #include "LibraryProgram.h"
-#include "PlainProgram.h"
 
 namespace Bench {
 
@@ -20,72 +22,70 @@ bool sameCommand(Pesk::Driver::Command const& one, Pesk::Driver::Command const& 
          one.argument5 == other.argument5;
 }
 
-bool sameTables(LibraryProgram const& library, PlainProgram const& plain) {
+template <class Program>
+bool sameTables(LibraryProgram const& library, Program const& program) {
   auto const& records = library.status().proxySubIntfStatus();
   auto const& encaps = library.encaps().encap();
   auto const& marks = library.status().proxyIntf();
-  auto const sameSize = [](auto const& one, auto const& other) {
-    return one.size() == other.size();
-  };
-  auto const all = [](auto const& table, auto same) {
-    return std::all_of(table.begin(), table.end(), same);
-  };
-  return sameSize(records, plain.records()) && sameSize(encaps, plain.encaps()) &&
-         sameSize(marks, plain.marks()) &&
-         all(plain.records(),
-             [&](auto const& member) {
-               auto const& [key, wanted] = member;
-               auto const record = records.value(key);
-               return record && record->patchSubIntfId() == wanted.patch &&
-                      record->clientIntfId() == wanted.client &&
-                      record->encryptTag().value() == wanted.encryptTag &&
-                      record->clientTag().value() == wanted.clientTag;
-             }) &&
-         all(plain.encaps(),
-             [&](auto const& member) {
-               return encaps.value(member.first).value() == member.second;
-             }) &&
-         all(plain.marks(), [&](auto const& member) {
-           return marks.has(member.first) && marks.value(member.first) == member.second;
-         });
+  bool same = records.size() == program.records().size() &&
+              encaps.size() == program.encaps().size() && marks.size() == program.marks().size();
+  program.records().forEach([&](Velto::IntfId key, auto const& wanted) {
+    auto const record = records.value(key);
+    same = same && record && record->patchSubIntfId() == wanted.patch &&
+           record->clientIntfId() == wanted.client &&
+           record->encryptTag().value() == wanted.encryptTag &&
+           record->clientTag().value() == wanted.encryptTag + 1U;
+  });
+  program.encaps().forEach(
+      [&](Velto::IntfId key, U16 wanted) { same = same && encaps.value(key).value() == wanted; });
+  program.marks().forEach([&](Velto::IntfId key, bool wanted) {
+    same = same && marks.has(key) && marks.value(key) == wanted;
+  });
+  return same;
 }
 
-/// Both programs, side by side.
-struct Pair {
+/// All three programs, side by side.
+struct Programs {
   LibraryProgram library;
   PlainProgram plain;
+  FloorProgram floor;
 
   template <class Event>
-  void both(std::string const& name, Event event) {
-    Commands const ofLibrary = commandsOf([&] { event(library); });
-    Commands const ofPlain = commandsOf([&] { event(plain); });
-    auto const [one, other] = std::mismatch(ofLibrary.begin(), ofLibrary.end(), ofPlain.begin(),
-                                            ofPlain.end(), sameCommand);
-    if (one != ofLibrary.end() || other != ofPlain.end()) {
-      throw std::runtime_error(
-          "in " + name + ", command " + std::to_string(one - ofLibrary.begin() + 1) +
-          ", the library sends \"" + (one != ofLibrary.end() ? one->text : "") +
-          "\" and the plain program \"" + (other != ofPlain.end() ? other->text : "") + '"');
-    }
-    if (!sameTables(library, plain)) {
-      throw std::runtime_error("after " + name + ", the tables of the two programs differ");
-    }
+  void all(std::string const& name, Event event) {
+    Commands const wanted = commandsOf([&] { event(library); });
+    auto const compare = [&](auto& program, std::string const& its) {
+      Commands const sent = commandsOf([&] { event(program); });
+      auto const [one, other] =
+          std::mismatch(wanted.begin(), wanted.end(), sent.begin(), sent.end(), sameCommand);
+      if (one != wanted.end() || other != sent.end()) {
+        throw std::runtime_error(
+            fmt::format("in {}, command {}, the library sends \"{}\" and the {} program \"{}\"",
+                        name, one - wanted.begin() + 1, one != wanted.end() ? one->text : "", its,
+                        other != sent.end() ? other->text : ""));
+      }
+      if (!sameTables(library, program)) {
+        throw std::runtime_error(fmt::format(
+            "after {}, the tables of the library and of the {} program differ", name, its));
+      }
+    };
+    compare(plain, "plain");
+    compare(floor, "floor");
   }
 };
 
 }  // namespace
 
 void checkSameOutcome() {
-  Pair full;
-  full.both("filling", [](auto& program) { fill(program, 2, 2047); });
-  full.both("start-up with full ports", [](auto& program) { program.start(); });
-  full.both("crash", [](auto& program) { program.crash(); });
-  full.both("restart with full ports", [](auto& program) { program.start(); });
-  full.both("stop", [](auto& program) { program.stop(); });
+  Programs full;
+  full.all("filling", [](auto& program) { fill(program, 2, 2047); });
+  full.all("start-up with full ports", [](auto& program) { program.start(); });
+  full.all("crash", [](auto& program) { program.crash(); });
+  full.all("restart with full ports", [](auto& program) { program.start(); });
+  full.all("stop", [](auto& program) { program.stop(); });
 
   // Few of everything, so that ports come and go and sub-interfaces share patches and clients.
   constexpr int steps = 3000;
-  Pair pair;
+  Programs few;
   std::mt19937 random(1);
   auto const below = [&](U32 count) { return static_cast<U32>(random() % count); };
   for (int step = 0; step < steps; ++step) {
@@ -93,9 +93,9 @@ void checkSameOutcome() {
     one.patch = subIntf(0, below(9)).patch;
     one.client = below(5) == 0 ? Velto::IntfId() : subIntf(0, below(6)).client;
     Velto::IntfId const port = below(2) == 0 ? portId(below(4)) : subIntf(0, below(6)).client;
-    std::string const device = "dev" + std::to_string(below(3));
+    std::string const device = fmt::format("dev{}", below(3));
     U32 const what = below(100);
-    pair.both("step " + std::to_string(step), [&](auto& program) {
+    few.all(fmt::format("step {}", step), [&](auto& program) {
       if (what < 40) {
         program.configIs(one);
       } else if (what < 70) {

@@ -1,23 +1,22 @@
-#include <benchmark/benchmark.h>
+#include <fmt/format.h>
 #include <malloc.h>
 
 #include <string>
 
 #include "Bench.h"
+#include "DirectProgram.h"
 #include "LibraryProgram.h"
-#include "PlainProgram.h"
+#include "Work.h"
 
 namespace Bench {
 
 namespace {
 
-/// How large, and whether over what a run that was killed has left.
-struct Case {
-  U32 ports;
-  U32 perPort;
-  bool restart;
-
-  double subIntfs() const { return double{1} * ports * perPort; }
+/// A program that has its configuration and does not run.
+template <class Program>
+struct Configured {
+  Configured(U32 ports, U32 perPort) { fill(program, ports, perPort); }
+  Program program;
 };
 
 /// What is allocated from the heap now, with the allocator's own overhead.
@@ -26,73 +25,99 @@ double heapBytes() {
   return static_cast<double>(heap.uordblks) + static_cast<double>(heap.hblkhd);
 }
 
-/// Brings `program`, which is not running, to where a start is to be measured.
-template <class Program>
-void prepare(Program& program, Case const& what) {
-  program.tablesDelAll();
-  if (what.restart) {
-    program.start();
-    program.crash();
-  }
-  freshDriver();
-}
-
-void perSubIntf(benchmark::State& state, Case const& what) {
-  state.counters["per sub-intf"] = benchmark::Counter(
-      what.subIntfs(), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-}
-
-template <class Program>
-void startup(benchmark::State& state, Case what) {
-  Program program;
-  fill(program, what.ports, what.perPort);
-  double bytes = 0;
+/// Measures a start over tables that `prepare` has filled.
+template <class Program, class Prepare>
+void start(benchmark::State& state, U32 ports, U32 perPort, Prepare prepare) {
+  auto& program = worldOf<Configured<Program>>(ports, perPort).program;
   for (auto _ : state) {
-    prepare(program, what);
+    program.tablesDelAll();
+    freshDriver();
+    prepare(program);
     double const before = heapBytes();
     state.SetIterationTime(secondsOf([&] { program.start(); }));
-    // What the driver keeps is not the program's.
-    freshDriver();
-    bytes = heapBytes() - before;
+    state.counters["bytes"] = heapBytes() - before;
     program.stop();
   }
-  perSubIntf(state, what);
-  // A restart takes the place of what was left, so that its heap says nothing.
-  if (!what.restart) state.counters["bytes/sub-intf"] = bytes / what.subIntfs();
 }
 
-void startupOfDriver(benchmark::State& state, Case what) {
-  PlainProgram program;
-  fill(program, what.ports, what.perPort);
-  prepare(program, what);
-  auto const commands = commandsOf([&] { program.start(); });
-  for (auto _ : state) {
-    freshDriver();
-    state.SetIterationTime(secondsOf([&] {
-      for (auto const& command : commands) send(command);
-    }));
+constexpr auto fresh = [](auto&) {};
+constexpr auto killed = [](auto& program) {
+  program.start();
+  program.crash();
+};
+
+template <class Program, class Prepare>
+Contender contenderOf(char const* label, U32 ports, U32 perPort, Prepare prepare) {
+  return {label, [=](benchmark::State& state) { start<Program>(state, ports, perPort, prepare); }};
+}
+
+template <class Prepare>
+void registerJob(char const* what, U32 ports, U32 perPort, Goal besideFloor, Goal besidePlain,
+                 Prepare prepare, Measure measure = Measure::ownTime) {
+  Registration({.name = fmt::format("{}, {} x {}", what, ports, perPort),
+                .per = double{1} * ports * perPort,
+                .measure = measure},
+               contenderOf<LibraryProgram>("library", ports, perPort, prepare))
+      .beside(besideFloor, {contenderOf<FloorProgram>("floor", ports, perPort, prepare)})
+      .beside(besidePlain, {contenderOf<PlainProgram>("plain", ports, perPort, prepare)});
+}
+
+void registerGrowths() {
+  constexpr U32 ports = 64;
+  constexpr U32 full = 2047;
+  std::vector<double> const sizes{6400, 16000, 32000, 64000, 96000, 131008};
+  auto const on64Ports = [](benchmark::State& state, double all) {
+    start<LibraryProgram>(state, ports, static_cast<U32>(all) / ports, fresh);
+  };
+  auto const onFullPorts = [](benchmark::State& state, double count) {
+    start<LibraryProgram>(state, static_cast<U32>(count), full, fresh);
+  };
+  for (Measure const measure : {Measure::ownTime, Measure::bytes}) {
+    bool const isHeap = measure == Measure::bytes;
+    std::string const what = isHeap ? "heap" : "start-up";
+    registerGrowth({.name = what + ", by sub-interfaces on 64 ports",
+                    .unit = isHeap ? "B a sub-interface" : "ns a sub-interface",
+                    .measure = measure,
+                    .points = sizes},
+                   on64Ports);
+    registerGrowth({.name = what + " a sub-interface, by ports with 2,047 on each",
+                    .unit = isHeap ? "B a port" : "ns a port",
+                    .per = full,
+                    .isShare = true,
+                    .measure = measure,
+                    .points = {4, 16, 32, 64, 96},
+                    .beyond = 576},
+                   onFullPorts);
   }
-  perSubIntf(state, what);
+  auto const after = [](auto leave) {
+    return [=](benchmark::State& state, double count) {
+      start<LibraryProgram>(
+          state, 8, 100, [=](LibraryProgram& program) { leave(program, static_cast<U32>(count)); });
+    };
+  };
+  std::vector<double> const stale{0, 8000, 16000, 32000, 64000};
+  registerGrowth({.name = "restart of 8 x 100, by stale records",
+                  .unit = "ns a record",
+                  .measure = Measure::ownTime,
+                  .points = stale},
+                 after([](LibraryProgram& program, U32 count) { program.leave(count, 0); }));
+  registerGrowth({.name = "restart of 8 x 100, by stale marks",
+                  .unit = "ns a mark",
+                  .measure = Measure::ownTime,
+                  .points = stale},
+                 after([](LibraryProgram& program, U32 count) { program.leave(0, count); }));
 }
 
 }  // namespace
 
 void registerStartupBenchmarks() {
-  using benchmark::RegisterBenchmark;
-  // The small ones come before the large ones have been over the heap.
-  for (Case const what :
-       {Case{64, 100, false}, Case{64, 100, true}, Case{64, 2047, false}, Case{64, 2047, true}}) {
-    std::string const name = (what.restart ? "restart, " : "start-up, ") +
-                             std::to_string(what.ports) + " x " + std::to_string(what.perPort) +
-                             '/';
-    for (auto* const registered :
-         {RegisterBenchmark((name + "library").c_str(), startup<LibraryProgram>, what),
-          RegisterBenchmark((name + "plain").c_str(), startup<PlainProgram>, what),
-          RegisterBenchmark((name + "driver").c_str(), startupOfDriver, what)}) {
-      registered->UseManualTime()->Unit(benchmark::kMillisecond);
-      registered->Iterations(what.perPort > 1000 ? 5 : 20);
-    }
-  }
+  registerJob("start-up", 64, 100, {1.4, 1.75}, {0.55, 0.75}, fresh);
+  registerJob("start-up", 64, 2047, {1.4, 1.75}, {0.2, 0.3}, fresh);
+  registerJob("restart after a kill", 64, 100, {}, {}, killed);
+  registerJob("restart after a kill", 64, 2047, {}, {}, killed);
+  registerJob("heap bytes in service", 64, 2047, {}, {0.7, 1.0}, fresh, Measure::bytes);
+  registerJob("heap bytes in service", 48, 1500, {}, {0.8, 1.1}, fresh, Measure::bytes);
+  registerGrowths();
 }
 
 }  // namespace Bench

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <fmt/format.h>
+
 #include <ctime>
+#include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Kiv/Integers.h"
@@ -23,10 +27,10 @@ struct SubIntf {
   Velto::IntfId client;
 };
 
-inline Velto::IntfId portId(U32 port) { return intfId("et" + std::to_string(port)); }
+inline Velto::IntfId portId(U32 port) { return intfId(fmt::format("et{}", port)); }
 
 inline SubIntf subIntf(U32 port, U32 number) {
-  std::string const name = std::to_string(port) + '.' + std::to_string(number);
+  std::string const name = fmt::format("{}.{}", port, number);
   return {intfId("et" + name), intfId("pt" + name), intfId("cl" + name)};
 }
 
@@ -35,19 +39,20 @@ inline SubIntf subIntf(U32 port, U32 number) {
 template <class Program>
 void fill(Program& program, U32 ports, U32 perPort) {
   for (U32 port = 0; port < ports; ++port) {
-    program.portIs(portId(port), "dev" + std::to_string(port));
+    program.portIs(portId(port), fmt::format("dev{}", port));
     for (U32 number = 0; number < perPort; ++number) {
       SubIntf const one = subIntf(port, number);
-      program.portIs(one.client, "dev" + std::to_string(port) + '_' + std::to_string(number));
+      program.portIs(one.client, fmt::format("dev{}_{}", port, number));
       program.configIs(one);
     }
   }
 }
 
-/// A driver just made, which keeps no log.
+/// A driver just made, which only counts commands: what it would do with them is its own work.
 inline void freshDriver() {
   Pesk::Driver::instance().reset();
   Pesk::Driver::instance().hasLogIs(false);
+  Pesk::Driver::instance().hasStateIs(false);
 }
 
 /// The commands that `work` sends; the driver then keeps no log.
@@ -63,9 +68,12 @@ std::vector<Pesk::Driver::Command> commandsOf(Work work) {
   return commands;
 }
 
-inline void send(Pesk::Driver::Command const& command) {
-  Pesk::Driver::instance().commandIs(command.buffer.data(), command.bufferLength, command.argument3,
-                                     command.argument4, command.argument5);
+/// The one `World` made from these sizes, made on first use: worlds take longer to make than to
+/// measure.
+template <class World, class... Sizes>
+World& worldOf(Sizes... sizes) {
+  static std::map<std::tuple<Sizes...>, World> worlds;
+  return worlds.try_emplace({sizes...}, sizes...).first->second;
 }
 
 /// The processor time that `work` takes, so that a busy machine does not count.

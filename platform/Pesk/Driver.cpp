@@ -42,13 +42,14 @@ int Driver::commandIs(char const* command, U32 bufferLength, U32 argument3, U32 
   if (throwAt_ != 0 && --throwAt_ == 0) {
     throw DriverError("driver refused \"" + std::string(command) + '"');
   }
+  ++commands_;
   if (hasLog_) {
     Command arrived{command, {}, bufferLength, argument3, argument4, argument5};
     std::copy_n(command, std::min<std::size_t>(bufferLength, arrived.buffer.size()),
                 arrived.buffer.begin());
     log_.push_back(std::move(arrived));
   }
-  if (!understand(command)) ++notUnderstood_;
+  if (hasState_ && !understand(command)) ++notUnderstood_;
   Kiv::Store::written();
   return 0;
 }

@@ -58,6 +58,8 @@ class Driver {
   void logDelAll() { log_.clear(); }
   /// Whether commands are logged; they are at first. A long run does without.
   void hasLogIs(bool hasLog) noexcept { hasLog_ = hasLog; }
+  /// How many commands there were since the driver was made or last reset.
+  U64 commands() const noexcept { return commands_; }
 
   /// The devices in proxy mode, by name.
   std::map<std::string, bool> const& proxyMode() const noexcept { return proxyMode_; }
@@ -65,6 +67,9 @@ class Driver {
   std::map<std::string, Steering> const& steering() const noexcept { return steering_; }
   /// How many commands could not be understood.
   U32 notUnderstood() const noexcept { return notUnderstood_; }
+  /// Whether commands are read and the state kept; they are at first. Whoever measures what sends
+  /// the commands does without.
+  void hasStateIs(bool hasState) noexcept { hasState_ = hasState; }
 
   /// Has the `command`-th command from now raise `DriverError`, 1 being the next one; 0 has none
   /// raise.
@@ -84,6 +89,8 @@ class Driver {
   U32 notUnderstood_ = 0;
   U32 throwAt_ = 0;
   bool hasLog_ = true;
+  bool hasState_ = true;
+  U64 commands_ = 0;
 };
 
 }  // namespace Pesk
