@@ -6,12 +6,6 @@
 
 namespace Kiv {
 
-namespace {
-
-constexpr std::size_t fewHoles = 16;
-
-}  // namespace
-
 void NotifieeList::reserve() {
   if (places_.size() < places_.capacity()) return;
   places_.reserve(std::max(fewHoles, 2 * places_.size()));
@@ -33,8 +27,7 @@ void NotifieeList::hearsIs(PtrInterface::NotifieeConst const& notifiee, bool hea
   places_[notifiee.place_].deafUntil = hears ? latestChange_ : always;
 }
 
-void NotifieeList::closeHolesIfMany() noexcept {
-  if (holes_ <= fewHoles || holes_ <= size()) return;
+void NotifieeList::closeHoles() noexcept {
   std::erase_if(places_, [](Place const& place) { return place.notifiee == nullptr; });
   holes_ = 0;
   for (std::size_t place = 0; place < places_.size(); ++place) {

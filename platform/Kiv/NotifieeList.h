@@ -53,6 +53,7 @@ class NotifieeList {
 
  private:
   static constexpr U64 always = ~U64{0};
+  static constexpr std::size_t fewHoles = 16;
 
   struct Place {
     PtrInterface::NotifieeConst* notifiee;
@@ -60,7 +61,10 @@ class NotifieeList {
     U64 deafUntil;
   };
 
-  void closeHolesIfMany() noexcept;
+  void closeHolesIfMany() noexcept {
+    if (holes_ > fewHoles && holes_ > size()) closeHoles();
+  }
+  void closeHoles() noexcept;
 
   std::vector<Place> places_;
   std::size_t holes_ = 0;
