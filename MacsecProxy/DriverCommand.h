@@ -1,9 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstddef>
 #include <string_view>
+#include <system_error>
 
 #include "Kiv/Integers.h"
 
@@ -19,33 +21,50 @@ class DriverCommand {
   static constexpr U32 bufferLength = 128;
 
   /// A command without fields yet.
-  explicit DriverCommand(std::string_view name) noexcept { append(name); }
+  explicit DriverCommand(std::string_view name) noexcept { append(buffer_.data(), name); }
+  DriverCommand(DriverCommand const&) = delete;
+  DriverCommand& operator=(DriverCommand const&) = delete;
 
   /// Adds a blank and a text as it is, without quoting; an empty text leaves an empty field.
   DriverCommand& field(std::string_view text) noexcept {
-    append(" ");
-    append(text);
+    append(appendBlank(), text);
     return *this;
   }
 
   /// Adds a blank and a number in decimal.
   DriverCommand& field(U32 number) noexcept {
-    std::array<char, 10> digits;
-    auto const [end, error] = std::to_chars(digits.begin(), digits.end(), number);
-    return field(std::string_view(digits.begin(), end));
+    char* const at = appendBlank();
+    if (auto const [end, error] = std::to_chars(at, limit(), number); error == std::errc()) {
+      end_ = end;
+    } else {
+      std::array<char, 10> digits;
+      append(at, {digits.begin(), std::to_chars(digits.begin(), digits.end(), number).ptr});
+    }
+    return *this;
   }
 
   /// The whole buffer.
-  char const* buffer() const noexcept { return buffer_.data(); }
-
- private:
-  void append(std::string_view text) noexcept {
-    std::size_t const room = buffer_.size() - 1 - length_;
-    length_ += text.copy(buffer_.data() + length_, room);
+  char const* buffer() noexcept {
+    std::fill(end_, buffer_.data() + buffer_.size(), '\0');
+    return buffer_.data();
   }
 
-  std::array<char, bufferLength> buffer_{};
-  std::size_t length_ = 0;
+ private:
+  char* limit() noexcept { return buffer_.data() + buffer_.size() - 1; }
+
+  /// Returns where the text goes on.
+  char* appendBlank() noexcept {
+    if (end_ == limit()) return end_;
+    *end_ = ' ';
+    return end_ + 1;
+  }
+  void append(char* at, std::string_view text) noexcept {
+    end_ = at + text.copy(at, static_cast<std::size_t>(limit() - at));
+  }
+
+  /// Filled up to `end_`.
+  std::array<char, bufferLength> buffer_;
+  char* end_;
 };
 
 }  // namespace MacsecProxy

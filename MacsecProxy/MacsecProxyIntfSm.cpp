@@ -132,17 +132,18 @@ void MacsecProxyIntfSm::cleanup() {
 }
 
 void MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId intfId) {
-  trace(__LINE__, "handleProxyConfig", intfId_,
-        " void MacsecProxy::MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId): ", intfId);
-  // Every machine hears of every key, so those that ignore it must do no more than this.
-  if (Velto::SubIntfId::parentIntfId(intfId) == intfId_) handleOwnProxyConfig(intfId);
+  // Every machine hears of every key: one that ignores it does no more than this.
+  if (isTraced() || Velto::SubIntfId::parentIntfId(intfId) == intfId_) handleOwnProxyConfig(intfId);
 }
 
 void MacsecProxyIntfSm::handleOwnProxyConfig(Velto::IntfId intfId) {
+  trace(__LINE__, "handleProxyConfig", intfId_,
+        " void MacsecProxy::MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId): ", intfId);
+  if (Velto::SubIntfId::parentIntfId(intfId) != intfId_) return;
   Kiv::Ptr<Config const> const configuration = config();
   if (!configuration) return;
   if (Kiv::Ptr<ProxyConfig const> const entry = configuration->proxyConfig(intfId)) {
-    addProxySubIntfStatus(intfId, entry->patchSubIntfId());
+    bringIntoService(intfId, entry->patchSubIntfId(), entry);
   } else {
     deleteProxySubIntfStatus(intfId);
   }
@@ -183,13 +184,17 @@ void MacsecProxyIntfSm::handleClientIntf(Velto::IntfId intfId) {
 
 void MacsecProxyIntfSm::addProxySubIntfStatus(Velto::IntfId proxySubIntfId,
                                               Velto::IntfId patchSubIntfId) {
+  Kiv::Ptr<Config const> const configuration = config();
+  bringIntoService(proxySubIntfId, patchSubIntfId,
+                   configuration ? configuration->proxyConfig(proxySubIntfId) : nullptr);
+}
+
+void MacsecProxyIntfSm::bringIntoService(Velto::IntfId proxySubIntfId, Velto::IntfId patchSubIntfId,
+                                         Kiv::Ptr<ProxyConfig const> const& entry) {
   trace(__LINE__, "addProxySubIntfStatus", intfId_,
         " void MacsecProxy::MacsecProxyIntfSm::addProxySubIntfStatus(Velto::IntfId, "
         "Velto::IntfId): ",
         proxySubIntfId);
-  Kiv::Ptr<Config const> const configuration = config();
-  Kiv::Ptr<ProxyConfig const> const entry =
-      configuration ? configuration->proxyConfig(proxySubIntfId) : nullptr;
   Kiv::checkConsistency(entry != nullptr, "proxyConfigHas( proxySubIntfId )");
   Kiv::checkConsistency(macsecTag_ != nullptr, "macsecTag");
   if (status_->proxySubIntfStatusHas(proxySubIntfId)) deleteProxySubIntfStatus(proxySubIntfId);
@@ -273,7 +278,7 @@ void MacsecProxyIntfSm::doUpdateDmaMacsecProxyClient(Velto::IntfId proxyIntfId,
   send(command);
 }
 
-void MacsecProxyIntfSm::send(DriverCommand const& command) {
+void MacsecProxyIntfSm::send(DriverCommand& command) {
   // Held for the call.
   Kiv::Ptr<Pesk::IoctlDrvInterface> const channel = ioctlDrvInterface_;
   channel->doIoctl(command.buffer(), DriverCommand::bufferLength, 0, 1, 0);

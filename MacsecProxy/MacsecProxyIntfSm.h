@@ -208,7 +208,11 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
       Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir);
 
   [[gnu::noinline]] MACSECPROXY_LOCAL void handleOwnProxyConfig(Velto::IntfId intfId);
-  MACSECPROXY_LOCAL void send(DriverCommand const& command);
+  /// `addProxySubIntfStatus` with the sub-interface's configuration, null when there is none.
+  MACSECPROXY_LOCAL void bringIntoService(Velto::IntfId proxySubIntfId,
+                                          Velto::IntfId patchSubIntfId,
+                                          Kiv::Ptr<ProxyConfig const> const& entry);
+  MACSECPROXY_LOCAL void send(DriverCommand& command);
 
   // The order is a promise: references are released in the reverse of it.
   Velto::IntfId const intfId_;

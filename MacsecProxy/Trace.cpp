@@ -2,11 +2,10 @@
 
 namespace MacsecProxy {
 
-constinit Kiv::TraceHandle const* traceHandleMade = nullptr;
+constinit std::atomic<U32> traceLevels{~U32{0}};
 
 Kiv::TraceHandle const& _defaultTraceHandle() {
-  static Kiv::TraceHandle const handle("MacsecProxySm", false);
-  traceHandleMade = &handle;
+  static Kiv::TraceHandle const handle("MacsecProxySm", false, traceLevels);
   return handle;
 }
 

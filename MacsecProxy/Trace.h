@@ -1,21 +1,32 @@
 #pragma once
 
+#include <atomic>
+
 #include "Kiv/Integers.h"
 #include "Kiv/Trace.h"
+#include "MacsecProxy/Api.h"
 
 namespace MacsecProxy {
 
 /// The library's one trace handle, facility "MacsecProxySm"; made on first use.
 Kiv::TraceHandle const& _defaultTraceHandle();
 
-/// The same once it is made, null before.
-extern Kiv::TraceHandle const* traceHandleMade;
+/// The levels that are on, bit n for level n; all of them until the handle is made, so that the
+/// first trace point makes it.
+MACSECPROXY_LOCAL extern std::atomic<U32> traceLevels;
+
+/// The level of every trace point.
+constexpr U32 traceLevel = 8;
+
+/// Whether trace points write; also before the first one, which finds out.
+inline bool isTraced() noexcept {
+  return (traceLevels.load(std::memory_order_relaxed) >> traceLevel & 1U) != 0;
+}
 
 /// The part of a trace point that runs when its level is on, or at the very first one.
 template <class... Parts>
-[[gnu::cold, gnu::noinline]] void writeTrace(U32 line, char const* function,
-                                             Parts const&... parts) {
-  if (auto const helper = Kiv::TraceHelper::createIfEnabled(_defaultTraceHandle(), 8)) {
+[[gnu::cold, gnu::noinline]] void writeTrace(U32 line, char const* function, Parts... parts) {
+  if (auto const helper = Kiv::TraceHelper::createIfEnabled(_defaultTraceHandle(), traceLevel)) {
     (helper->stream() << ... << parts);
     helper->trace("MacsecProxySm", line, function);
   }
@@ -25,10 +36,9 @@ template <class... Parts>
 /// that level is off. `function` is the short name of the handler. All records give "MacsecProxySm"
 /// as their source file, the machines' common name; `line` is that of the trace point.
 template <class... Parts>
-void trace(U32 line, char const* function, Parts const&... parts) {
-  if (traceHandleMade != nullptr && !traceHandleMade->isEnabled(8)) [[likely]]
-    return;
-  writeTrace(line, function, parts...);
+void trace(U32 line, char const* function, Parts... parts) {
+  if (isTraced()) [[unlikely]]
+    writeTrace(line, function, parts...);
 }
 
 }  // namespace MacsecProxy

@@ -14,11 +14,8 @@ Kiv::Ptr<Config> Config::ConfigIs() { return Kiv::Ptr<Config>::adopt(new Config)
 Kiv::Ptr<ProxyConfig const> Config::proxyConfigIs(Velto::IntfId proxySubIntfId,
                                                   Velto::IntfId patchSubIntfId,
                                                   Velto::IntfId clientIntfId) {
-  Kiv::Ptr<ProxyConfig const> entry =
-      Kiv::makeNew<ProxyConfig>(proxySubIntfId, patchSubIntfId, clientIntfId);
-  if (auto present = proxyConfig(proxySubIntfId); present && *present == *entry) entry = present;
-  proxyConfig_.memberIs(proxySubIntfId, entry);
-  return entry;
+  return proxyConfig_.memberIs(
+      proxySubIntfId, Kiv::makeNew<ProxyConfig>(proxySubIntfId, patchSubIntfId, clientIntfId));
 }
 
 Kiv::Ptr<ProxyConfig const> Config::proxyConfigDel(Velto::IntfId proxySubIntfId) {

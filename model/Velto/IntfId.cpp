@@ -93,7 +93,9 @@ void IntfId::handleInitialized(Kiv::String const& text) {
   *this = IntfId(number, names.name(number).parent);
 }
 
-Kiv::String IntfId::stringValue() const { return Names::instance().name(number_).text; }
+Kiv::String const& IntfId::stringValue() const noexcept {
+  return Names::instance().name(number_).text;
+}
 
 std::ostream& operator<<(std::ostream& stream, IntfId const& intfId) {
   return stream << intfId.stringValue();

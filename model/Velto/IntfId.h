@@ -34,8 +34,8 @@ class IntfId {
   /// identifier unchanged.
   void handleInitialized(Kiv::String const& text);
 
-  /// The text that the identifier was made from.
-  Kiv::String stringValue() const;
+  /// The text that the identifier was made from; valid for the life of the process.
+  Kiv::String const& stringValue() const noexcept;
 
   U32 hash() const noexcept { return number_ * 0x9E3779B1U; }
 

@@ -9,7 +9,6 @@ constinit std::atomic<AllocTrackTypeInfo*> newest{nullptr};
 }  // namespace
 
 void AllocTrackTypeInfo::trackAllocation() noexcept {
-  live_.fetch_add(1, std::memory_order_relaxed);
   if (allocated_.fetch_add(1, std::memory_order_relaxed) != 0) return;
   next_ = newest.load(std::memory_order_relaxed);
   while (!newest.compare_exchange_weak(next_, this, std::memory_order_release,
@@ -18,7 +17,7 @@ void AllocTrackTypeInfo::trackAllocation() noexcept {
 }
 
 void AllocTrackTypeInfo::trackDeallocation() noexcept {
-  live_.fetch_sub(1, std::memory_order_relaxed);
+  freed_.fetch_add(1, std::memory_order_release);
 }
 
 AllocTrackTypeInfo const* AllocTrackTypeInfo::first() noexcept {

@@ -24,7 +24,11 @@ class AllocTrackTypeInfo {
 
   char const* className() const noexcept { return className_; }
   /// Objects alive now.
-  U64 live() const noexcept { return live_.load(std::memory_order_relaxed); }
+  U64 live() const noexcept {
+    // In this order, so that an object that comes and goes meanwhile does not make it negative.
+    U64 const freed = freed_.load(std::memory_order_acquire);
+    return allocated() - freed;
+  }
   /// Objects ever allocated.
   U64 allocated() const noexcept { return allocated_.load(std::memory_order_relaxed); }
 
@@ -35,8 +39,8 @@ class AllocTrackTypeInfo {
 
  private:
   char const* className_;
-  std::atomic<U64> live_{0};
   std::atomic<U64> allocated_{0};
+  std::atomic<U64> freed_{0};
   AllocTrackTypeInfo* next_ = nullptr;
 };
 

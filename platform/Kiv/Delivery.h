@@ -43,40 +43,47 @@ class Delivery {
   /// `seed` decides the drawn orders.
   static void orderIs(Order order, U64 seed = 0) noexcept;
 
-  /// A walk through the places of `size` notifiees in the order in force.
-  class Places {
-   public:
-    explicit Places(std::size_t size) noexcept;
-    std::size_t next() noexcept {
-      std::size_t const place = place_;
-      place_ += stride_;
-      if (place_ >= size_) place_ -= size_;
-      return place;
-    }
-
-   private:
-    std::size_t size_;
-    std::size_t stride_ = 1;
-    std::size_t place_ = 0;
-  };
-
   /// How many changes at a key are still to deliver.
   template <class Key>
   using Undelivered = HashMap<Key, U32>;
 
-  /// Makes one change at `key` of a collection that belongs to `entity`, and posts its delivery
-  /// through `slot`. `carryOut` makes the change and returns whether there was anything to change;
-  /// it must not post changes of its own. `undelivered` is the collection's. Delivers nothing yet:
-  /// the caller goes on to `run`. What `carryOut` raises comes through, with nothing posted.
+  /// The delivery of the calling thread.
+  static Delivery& ofThisThread() noexcept;
+
+  /// Whether nothing is being delivered and nothing is waiting for it.
+  bool isIdle() const noexcept { return !running_; }
+
+  /// Delivers a change at `key` of a collection of `entity`, just made, through `slot`, and what
+  /// the handlers post. Raises the first exception that a notifiee or a postponed change raised.
+  /// `undelivered` is the collection's.
+  ///
+  /// REQUIRES: the delivery is idle.
+  template <auto slot, class Key>
+  void deliver(PtrInterface const& entity, Undelivered<Key>& undelivered, Key key);
+
+  /// Makes one change at `key` of a collection of `entity`, at once or when the earlier ones at
+  /// that key are delivered, and posts its delivery through `slot`, which is left to a delivery in
+  /// progress or to `run`. `carryOut` makes the change and returns whether there was anything to
+  /// change; it must not post changes of its own. What it raises comes through, with nothing
+  /// posted.
   template <auto slot, class Key, class CarryOut>
-  static void post(PtrInterface const& entity, Undelivered<Key>& undelivered, Key key,
-                   CarryOut carryOut);
+  void post(PtrInterface const& entity, Undelivered<Key>& undelivered, Key key, CarryOut carryOut);
 
   /// Delivers everything posted, unless a delivery is in progress, which then does so. Raises the
   /// first exception that a notifiee or a postponed change raised.
-  static void run();
+  void run();
+
+  /// Whether `notifiee`, whose last reference is gone, is being told of a change; the delivery then
+  /// takes that reference over and drops it after the handler has returned.
+  bool takesOver(PtrInterface::NotifieeConst const& notifiee) noexcept {
+    if (told_ != &notifiee) return false;
+    told_ = nullptr;
+    return true;
+  }
 
  private:
+  friend class NotifieeList;
+
   struct Change {
     Ptr<PtrInterface const> entity;
     /// The `Undelivered` of the collection.
@@ -85,19 +92,50 @@ class Delivery {
     /// The change's number among those of its entity; 0 while there is nothing to tell.
     U64 number;
     /// Tells the notifiees and counts the change as delivered.
-    void (*deliver)(Change const& change, std::exception_ptr& first);
+    void (*deliver)(Delivery& delivery, Change const& change, std::exception_ptr& first);
     /// Set while the change itself is postponed.
     std::function<bool()> carryOut;
   };
 
+  /// A walk through the places of a list in another order than that of registration.
+  struct Walk {
+    std::size_t size;
+    std::size_t place;
+    std::size_t stride;
+
+    std::size_t next() noexcept {
+      std::size_t const here = place;
+      place = (place + stride) % size;
+      return here;
+    }
+  };
+
   template <class Key>
   using BitsOf = std::conditional_t<sizeof(Key) == sizeof(U64), U64, U32>;
+  template <class Key>
+  static Key keyOf(U64 bits) noexcept {
+    return std::bit_cast<Key>(static_cast<BitsOf<Key>>(bits));
+  }
 
-  static Delivery& current() noexcept;
+  /// A walk through `size` places in the order in force.
+  Walk walk(std::size_t size) noexcept;
 
+  template <class Key>
+  bool isUndelivered(Undelivered<Key> const& undelivered, Key key) const noexcept {
+    return (begun_ == &undelivered && keyOf<Key>(begunKeyBits_) == key) || undelivered.has(key);
+  }
   template <class Key>
   static void countDelivered(Undelivered<Key>& undelivered, Key key) noexcept;
 
+  /// Delivers everything posted, and ends the delivery in progress.
+  void finish(std::exception_ptr first);
+
+  /// Set while a handler runs: the notifiee that is being told. The loop that calls the handler
+  /// sees from a null that the last reference to it has become the delivery's.
+  PtrInterface::NotifieeConst* told_ = nullptr;
+  /// The collection and the key of a change that was delivered without being posted, while it is.
+  void const* begun_ = nullptr;
+  U64 begunKeyBits_ = 0;
   /// Changes still to deliver, from `next_` on.
   std::vector<Change> changes_;
   std::size_t next_ = 0;
@@ -106,63 +144,95 @@ class Delivery {
   U64 seed_ = 0;
 };
 
+template <class Slot>
+struct SlotOf;
 template <class Notifiee, class Key>
-void NotifieeList::deliver(void (Notifiee::*slot)(Key), Key key, U64 change,
+struct SlotOf<void (Notifiee::*)(Key)> {
+  using NotifieeType = Notifiee;
+};
+
+template <auto slot, class Key>
+void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
                            std::exception_ptr& first) noexcept {
-  delivering_ = true;
-  // Whoever registers from here on stands behind `end`.
-  std::size_t const end = notifiees_.size();
-  Delivery::Places places(end);
-  for (std::size_t step = 0; step < end; ++step) {
-    PtrInterface::NotifieeConst* const notifiee = notifiees_[places.next()];
-    if (notifiee == nullptr || !notifiee->hears(change)) continue;
-    Ptr<PtrInterface::NotifieeConst> const held(notifiee);
+  using Notifiee = typename SlotOf<decltype(slot)>::NotifieeType;
+  auto const tell = [&](Place const& place) {
+    if (change <= place.deafUntil) return;
+    PtrInterface::NotifieeConst* const notifiee = place.notifiee;
+    delivery.told_ = notifiee;
     try {
       (static_cast<Notifiee*>(notifiee)->*slot)(key);
     } catch (...) {
       if (!first) first = std::current_exception();
       notifiee->onNotificationException();
     }
+    if (delivery.told_ == nullptr) [[unlikely]]
+      notifiee->referenceDel();
+  };
+  delivering_ = true;
+  // Whoever registers from here on stands behind `end`.
+  std::size_t const end = places_.size();
+  if (delivery.order_ == Delivery::Order::registration) [[likely]] {
+    for (std::size_t place = 0; place < end; ++place) tell(places_[place]);
+  } else {
+    Delivery::Walk walk = delivery.walk(end);
+    for (std::size_t step = 0; step < end; ++step) tell(places_[walk.next()]);
   }
+  delivery.told_ = nullptr;
   delivering_ = false;
   closeHolesIfMany();
+}
+
+template <auto slot, class Key>
+void Delivery::deliver(PtrInterface const& entity, Undelivered<Key>& undelivered, Key key) {
+  static_assert(std::is_trivially_copyable_v<Key> && sizeof(Key) <= sizeof(U64));
+
+  running_ = true;
+  begun_ = &undelivered;
+  begunKeyBits_ = std::bit_cast<BitsOf<Key>>(key);
+  std::exception_ptr first;
+  {
+    Ptr<PtrInterface const> const held(&entity);
+    NotifieeList& list = *entity.notifieeList();
+    list.deliver<slot>(*this, key, list.changeIs(), first);
+  }
+  begun_ = nullptr;
+  if (first || !changes_.empty()) [[unlikely]]
+    finish(std::move(first));
+  running_ = false;
 }
 
 template <auto slot, class Key, class CarryOut>
 void Delivery::post(PtrInterface const& entity, Undelivered<Key>& undelivered, Key key,
                     CarryOut carryOut) {
-  static_assert(std::is_trivially_copyable_v<Key> && sizeof(Key) <= sizeof(U64));
-
-  std::vector<Change>& changes = current().changes_;
-  std::size_t const place = changes.size();
-  U32 const earlier = undelivered.value(key);
-  undelivered.valueIs(key, earlier + 1);
+  std::size_t const place = changes_.size();
+  bool const isPostponed = isUndelivered(undelivered, key);
+  undelivered.valueIs(key, undelivered.value(key) + 1);
   bool worthTelling = false;
   try {
-    changes.push_back(
-        Change{Ptr<PtrInterface const>(&entity), &undelivered, std::bit_cast<BitsOf<Key>>(key), 0,
-               [](Change const& change, std::exception_ptr& first) {
-                 Key const changed = std::bit_cast<Key>(static_cast<BitsOf<Key>>(change.keyBits));
-                 if (change.number != 0) {
-                   change.entity->notifieeList()->deliver(slot, changed, change.number, first);
-                 }
-                 countDelivered(*static_cast<Undelivered<Key>*>(change.undelivered), changed);
-               },
-               nullptr});
-    if (earlier != 0) {
-      changes.back().carryOut = std::move(carryOut);
+    changes_.push_back(Change{
+        Ptr<PtrInterface const>(&entity), &undelivered, std::bit_cast<BitsOf<Key>>(key), 0,
+        [](Delivery& delivery, Change const& change, std::exception_ptr& first) {
+          Key const changed = keyOf<Key>(change.keyBits);
+          if (change.number != 0) {
+            change.entity->notifieeList()->deliver<slot>(delivery, changed, change.number, first);
+          }
+          countDelivered(*static_cast<Undelivered<Key>*>(change.undelivered), changed);
+        },
+        nullptr});
+    if (isPostponed) {
+      changes_.back().carryOut = std::move(carryOut);
       worthTelling = true;
     } else if (carryOut()) {
-      changes.back().number = entity.notifieeList()->changeIs();
+      changes_.back().number = entity.notifieeList()->changeIs();
       worthTelling = true;
     }
   } catch (...) {
-    changes.erase(changes.begin() + static_cast<std::ptrdiff_t>(place), changes.end());
+    changes_.erase(changes_.begin() + static_cast<std::ptrdiff_t>(place), changes_.end());
     countDelivered(undelivered, key);
     throw;
   }
   if (!worthTelling) {
-    changes.pop_back();
+    changes_.pop_back();
     countDelivered(undelivered, key);
   }
 }

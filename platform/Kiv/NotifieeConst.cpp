@@ -1,5 +1,6 @@
 #include "Kiv/NotifieeConst.h"
 
+#include "Kiv/Delivery.h"
 #include "Kiv/NotifieeList.h"
 
 namespace Kiv {
@@ -14,12 +15,16 @@ PtrInterface* PtrInterface::NotifieeConst::actsm() { return nullptr; }
 void PtrInterface::NotifieeConst::hasNotificationActiveIs(bool active) {
   if (active == hasNotificationActive()) return;
   PtrInterface::hasNotificationActiveIs(active);
-  updateHearing();
+  if (registered_) notifier_->notifieeList()->hearsIs(*this, active);
 }
 
 void PtrInterface::NotifieeConst::zeroReferencesIs(bool zero) {
   if (zero) {
-    deafUntil_ = always;
+    if (Delivery::ofThisThread().takesOver(*this)) {
+      referenceRevive();
+      return;
+    }
+    if (registered_) notifier_->notifieeList()->hearsIs(*this, false);
     onZeroReferences();
   }
   PtrInterface::zeroReferencesIs(zero);
@@ -35,12 +40,11 @@ void PtrInterface::NotifieeConst::isRegisteredNotifieeIs(bool registered) {
   if (list == nullptr) return;
   if (registered) {
     list->reserve();
-    list->notifieeIs(*this);
+    list->notifieeIs(*this, hasNotificationActive());
   } else {
     list->notifieeDel(*this);
   }
   registered_ = registered;
-  updateHearing();
 }
 
 void PtrInterface::NotifieeConst::notifierIs(Ptr<PtrInterface const> const& notifier) {
@@ -51,11 +55,6 @@ void PtrInterface::NotifieeConst::notifierIs(Ptr<PtrInterface const> const& noti
   isRegisteredNotifieeIs(false);
   notifier_ = notifier;
   isRegisteredNotifieeIs(registered);
-}
-
-void PtrInterface::NotifieeConst::updateHearing() noexcept {
-  deafUntil_ =
-      registered_ && hasNotificationActive() ? notifier_->notifieeList()->latestChange() : always;
 }
 
 }  // namespace Kiv

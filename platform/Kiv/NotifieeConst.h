@@ -30,7 +30,8 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   /// Starts or stops the delivery of notifications. Changes made before the start are not heard.
   void hasNotificationActiveIs(bool active) override;
 
-  /// A notifiee without references hears nothing any more.
+  /// A notifiee without references hears nothing any more. The last reference to one that is being
+  /// told of a change goes over to the delivery, which drops it when the handler has returned.
   void zeroReferencesIs(bool zero) override;
 
   ~NotifieeConst() override;
@@ -43,9 +44,6 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   /// cannot be watched, nothing happens. Raises `std::bad_alloc`, with nothing changed.
   void isRegisteredNotifieeIs(bool registered);
 
-  /// Whether the notifiee is to be told of its notifier's change of that number.
-  bool hears(U64 change) const noexcept { return change > deafUntil_; }
-
  protected:
   NotifieeConst() noexcept = default;
 
@@ -56,13 +54,9 @@ class PtrInterface::NotifieeConst : public PtrInterface {
 
  private:
   friend class NotifieeList;
-  static constexpr U64 always = ~U64{0};
-
-  /// Hears the changes from now on when registered and active, none otherwise.
-  void updateHearing() noexcept;
 
   Ptr<PtrInterface const> notifier_;
-  U64 deafUntil_ = always;
+  /// Where it stands on the notifier's list while it is registered.
   std::size_t place_ = 0;
   bool registered_ = false;
 };

@@ -6,34 +6,32 @@
 
 namespace Kiv {
 
-namespace {
-
-constexpr std::size_t fewHoles = 16;
-
-}  // namespace
-
 void NotifieeList::reserve() {
-  if (notifiees_.size() < notifiees_.capacity()) return;
-  notifiees_.reserve(std::max(fewHoles, 2 * notifiees_.size()));
+  if (places_.size() < places_.capacity()) return;
+  places_.reserve(std::max(fewHoles, 2 * places_.size()));
 }
 
-void NotifieeList::notifieeIs(PtrInterface::NotifieeConst& notifiee) noexcept {
-  notifiee.place_ = notifiees_.size();
-  notifiees_.push_back(&notifiee);
+void NotifieeList::notifieeIs(PtrInterface::NotifieeConst& notifiee, bool hears) noexcept {
+  notifiee.place_ = places_.size();
+  places_.push_back({&notifiee, always});
+  hearsIs(notifiee, hears);
 }
 
 void NotifieeList::notifieeDel(PtrInterface::NotifieeConst& notifiee) noexcept {
-  notifiees_[notifiee.place_] = nullptr;
+  places_[notifiee.place_] = {nullptr, always};
   ++holes_;
   if (!delivering_) closeHolesIfMany();
 }
 
-void NotifieeList::closeHolesIfMany() noexcept {
-  if (holes_ <= fewHoles || holes_ <= size()) return;
-  std::erase(notifiees_, nullptr);
+void NotifieeList::hearsIs(PtrInterface::NotifieeConst const& notifiee, bool hears) noexcept {
+  places_[notifiee.place_].deafUntil = hears ? latestChange_ : always;
+}
+
+void NotifieeList::closeHoles() noexcept {
+  std::erase_if(places_, [](Place const& place) { return place.notifiee == nullptr; });
   holes_ = 0;
-  for (std::size_t place = 0; place < notifiees_.size(); ++place) {
-    notifiees_[place]->place_ = place;
+  for (std::size_t place = 0; place < places_.size(); ++place) {
+    places_[place].notifiee->place_ = place;
   }
 }
 

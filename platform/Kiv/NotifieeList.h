@@ -9,13 +9,15 @@
 
 namespace Kiv {
 
+class Delivery;
+
 /// The notifiees that are registered with one entity, in the order of registration, and the loop
 /// that delivers one change to them.
 ///
 /// The list may change under a delivery: a notifiee that registers is appended and, having
-/// registered after the change was made, passed over; one that goes leaves a hole behind. Once
-/// nothing is being delivered, holes that outnumber the notifiees are closed. Nothing is copied and
-/// nothing allocated to deliver a change.
+/// registered after the change was made, passed over; one that goes leaves a hole behind, a place
+/// that hears nothing. Once nothing is being delivered, holes that outnumber the notifiees are
+/// closed. Nothing is copied, nothing allocated and no count touched to deliver a change.
 class NotifieeList {
  public:
   NotifieeList() = default;
@@ -24,31 +26,47 @@ class NotifieeList {
 
   /// Numbers one more change of the entity and returns its number, 1 for the first.
   U64 changeIs() noexcept { return ++latestChange_; }
-  /// The number of the latest change, 0 when there was none.
-  U64 latestChange() const noexcept { return latestChange_; }
 
   /// How many notifiees are registered, active or not.
-  std::size_t size() const noexcept { return notifiees_.size() - holes_; }
+  std::size_t size() const noexcept { return places_.size() - holes_; }
 
   /// Makes room for one more, so that the next registration cannot fail. Raises `std::bad_alloc`.
   void reserve();
 
+  /// Appends `notifiee`, which hears the changes from now on or none.
+  ///
   /// REQUIRES: `notifiee` is on no list, and there is room for it.
-  void notifieeIs(PtrInterface::NotifieeConst& notifiee) noexcept;
+  void notifieeIs(PtrInterface::NotifieeConst& notifiee, bool hears) noexcept;
   /// REQUIRES: `notifiee` is on this list.
   void notifieeDel(PtrInterface::NotifieeConst& notifiee) noexcept;
+  /// Has a notifiee hear the changes from now on, or none.
+  ///
+  /// REQUIRES: `notifiee` is on this list.
+  void hearsIs(PtrInterface::NotifieeConst const& notifiee, bool hears) noexcept;
 
-  /// Calls `slot` with `key` on every notifiee that hears the change of that number. A notifiee
-  /// that raises has its `onNotificationException()` called and keeps no other from hearing the
-  /// change; `first` takes the exception unless it holds an earlier one.
-  template <class Notifiee, class Key>
-  void deliver(void (Notifiee::*slot)(Key), Key key, U64 change,
-               std::exception_ptr& first) noexcept;
+  /// Calls `slot` with `key` on every notifiee that hears the change of that number, on behalf of
+  /// this thread's `delivery`. A notifiee that raises has its `onNotificationException()` called
+  /// and keeps no other from hearing the change; `first` takes the exception unless it holds an
+  /// earlier one.
+  template <auto slot, class Key>
+  void deliver(Delivery& delivery, Key key, U64 change, std::exception_ptr& first) noexcept;
 
  private:
-  void closeHolesIfMany() noexcept;
+  static constexpr U64 always = ~U64{0};
+  static constexpr std::size_t fewHoles = 16;
 
-  std::vector<PtrInterface::NotifieeConst*> notifiees_;
+  struct Place {
+    PtrInterface::NotifieeConst* notifiee;
+    /// The changes up to this one are not for the notifiee.
+    U64 deafUntil;
+  };
+
+  void closeHolesIfMany() noexcept {
+    if (holes_ > fewHoles && holes_ > size()) closeHoles();
+  }
+  void closeHoles() noexcept;
+
+  std::vector<Place> places_;
   std::size_t holes_ = 0;
   U64 latestChange_ = 0;
   bool delivering_ = false;

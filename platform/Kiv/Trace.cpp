@@ -103,7 +103,8 @@ Trace::Sink Trace::sinkIs(Sink sink) {
   return std::exchange(switches.sink, std::move(sink));
 }
 
-TraceHandle::TraceHandle(char const* facility, bool flag) : facility_(facility) {
+TraceHandle::TraceHandle(char const* facility, bool flag, std::atomic<U32>& enabledLevels)
+    : facility_(facility), enabledLevels_(enabledLevels) {
   Switches& switches = Switches::instance();
   std::lock_guard const lock(switches.mutex);
   switches.handles.push_back(this);

@@ -48,7 +48,10 @@ class TraceHandle {
  public:
   /// `facility` must outlive the handle. `flag` switches every level of the facility on to begin
   /// with.
-  TraceHandle(char const* facility, bool flag);
+  TraceHandle(char const* facility, bool flag) : TraceHandle(facility, flag, ownLevels_) {}
+  /// Keeps the levels that are on in `enabledLevels`, bit n for level n, which trace points may
+  /// read without the handle. It must outlive the handle.
+  TraceHandle(char const* facility, bool flag, std::atomic<U32>& enabledLevels);
   ~TraceHandle();
   TraceHandle(TraceHandle const&) = delete;
   TraceHandle& operator=(TraceHandle const&) = delete;
@@ -62,7 +65,8 @@ class TraceHandle {
   friend class Trace;
 
   std::string_view facility_;
-  std::atomic<U32> enabledLevels_{0};
+  std::atomic<U32> ownLevels_{0};
+  std::atomic<U32>& enabledLevels_;
 };
 
 /// One message on its way: made when its level is on, filled through `stream`, sent by `trace`.

@@ -51,6 +51,9 @@ class VFPtrInterface {
     return true;
   }
 
+  /// Makes the last reference one that somebody holds again, after `referenceDrop` took it away.
+  void referenceRevive() const noexcept { references_.store(1, std::memory_order_relaxed); }
+
  private:
   static constexpr U32 beingDestroyed = 0x80000000U;
 

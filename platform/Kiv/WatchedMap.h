@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "Kiv/Delivery.h"
 #include "Kiv/HashMap.h"
 #include "Kiv/Ptr.h"
@@ -32,49 +34,78 @@ class WatchedMap {
 
   /// Inserts or overwrites: one change.
   void valueIs(Key key, Value const& value) {
-    post(key, [this, key, value] {
-      Value const* const present = members_.find(key);
-      if (present != nullptr && saysTheSame(*present, value)) return false;
-      members_.valueIs(key, value);
-      return true;
-    });
-    Delivery::run();
+    Delivery& delivery = Delivery::ofThisThread();
+    if (delivery.isIdle()) {
+      if (set(key, value)) deliver(delivery, key);
+    } else {
+      post(delivery, key, [this, key, value] { return set(key, value); });
+    }
   }
 
   /// Inserts or replaces; a replacement is a removal followed by an addition: two changes, each
-  /// delivered completely while the collection is in that state.
-  void memberIs(Key key, Value const& value) {
-    post(key, [this, key, value] {
-      Value const* const present = members_.find(key);
-      if (present == nullptr || saysTheSame(*present, value)) return false;
-      members_.valueDel(key);
-      return true;
-    });
-    try {
-      valueIs(key, value);
-    } catch (...) {
-      // The removal is told, whatever became of the addition.
-      Delivery::run();
-      throw;
+  /// delivered completely while the collection is in that state. Returns what is there or will be:
+  /// the present value when it says the same, `value` otherwise.
+  Value memberIs(Key key, Value const& value) {
+    Delivery& delivery = Delivery::ofThisThread();
+    Value const* const present = members_.find(key);
+    if (present == nullptr && delivery.isIdle()) {
+      members_.valueIs(key, value);
+      deliver(delivery, key);
+      return value;
     }
+    return replace(delivery, key,
+                   present != nullptr && saysTheSame(*present, value) ? *present : value);
   }
 
   /// Removes. Returns what was there when the call was made, `Value{}` when nothing was.
   Value valueDel(Key key) {
-    Value present = members_.value(key);
-    post(key, [this, key] {
-      if (!members_.has(key)) return false;
-      members_.valueDel(key);
-      return true;
-    });
-    Delivery::run();
-    return present;
+    Delivery& delivery = Delivery::ofThisThread();
+    if (!delivery.isIdle()) {
+      Value present = members_.value(key);
+      post(delivery, key, [this, key] { return del(key).second; });
+      return present;
+    }
+    auto [removed, wasThere] = del(key);
+    if (wasThere) deliver(delivery, key);
+    return std::move(removed);
   }
 
  private:
+  /// Returns whether there was anything to change.
+  bool set(Key key, Value const& value) {
+    Value const* const present = members_.find(key);
+    if (present != nullptr && saysTheSame(*present, value)) return false;
+    members_.valueIs(key, value);
+    return true;
+  }
+
+  /// Returns what was there, and whether anything was.
+  std::pair<Value, bool> del(Key key) {
+    U32 const before = members_.size();
+    Value removed = members_.valueDel(key);
+    return {std::move(removed), members_.size() != before};
+  }
+
+  [[gnu::noinline]] Value replace(Delivery& delivery, Key key, Value value) {
+    post(delivery, key, [this, key, value] {
+      Value const* const present = members_.find(key);
+      return present != nullptr && !saysTheSame(*present, value) && del(key).second;
+    });
+    try {
+      post(delivery, key, [this, key, value] { return set(key, value); });
+    } catch (...) {
+      // The removal is told, whatever became of the addition.
+      delivery.run();
+      throw;
+    }
+    delivery.run();
+    return value;
+  }
+
+  void deliver(Delivery& delivery, Key key) { delivery.deliver<slot>(entity_, undelivered_, key); }
   template <class CarryOut>
-  void post(Key key, CarryOut carryOut) {
-    Delivery::post<slot>(entity_, undelivered_, key, std::move(carryOut));
+  void post(Delivery& delivery, Key key, CarryOut carryOut) {
+    delivery.post<slot>(entity_, undelivered_, key, std::move(carryOut));
   }
 
   PtrInterface const& entity_;
