@@ -62,12 +62,13 @@ class WatchedMap {
     Delivery& delivery = Delivery::ofThisThread();
     if (!delivery.isIdle()) {
       Value present = members_.value(key);
-      post(delivery, key, [this, key] { return del(key).second; });
+      post(delivery, key, [this, key] { return del(key); });
       return present;
     }
-    auto [removed, wasThere] = del(key);
-    if (wasThere) deliver(delivery, key);
-    return std::move(removed);
+    U32 const before = members_.size();
+    Value removed = members_.valueDel(key);
+    if (members_.size() != before) deliver(delivery, key);
+    return removed;
   }
 
  private:
@@ -79,17 +80,17 @@ class WatchedMap {
     return true;
   }
 
-  /// Returns what was there, and whether anything was.
-  std::pair<Value, bool> del(Key key) {
+  /// Returns whether there was anything to remove.
+  bool del(Key key) {
     U32 const before = members_.size();
-    Value removed = members_.valueDel(key);
-    return {std::move(removed), members_.size() != before};
+    members_.valueDel(key);
+    return members_.size() != before;
   }
 
   [[gnu::noinline]] Value replace(Delivery& delivery, Key key, Value value) {
     post(delivery, key, [this, key, value] {
       Value const* const present = members_.find(key);
-      return present != nullptr && !saysTheSame(*present, value) && del(key).second;
+      return present != nullptr && !saysTheSame(*present, value) && del(key);
     });
     try {
       post(delivery, key, [this, key, value] { return set(key, value); });

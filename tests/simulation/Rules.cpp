@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <span>
+#include <sstream>
 #include <string_view>
 
 #include "Kiv/AllocTrackTypeInfo.h"
@@ -24,14 +25,9 @@ std::string usable(Kiv::Ptr<Interface::EthIntfStatus const> const& entry) {
 }
 
 std::vector<std::string> fieldsOf(std::string const& text) {
-  std::vector<std::string> fields{""};
-  for (char const c : text) {
-    if (c == ' ') {
-      fields.emplace_back();
-    } else {
-      fields.back() += c;
-    }
-  }
+  std::vector<std::string> fields;
+  std::istringstream stream(text + ' ');
+  for (std::string field; std::getline(stream, field, ' ');) fields.push_back(field);
   return fields;
 }
 
@@ -42,6 +38,13 @@ void require(bool holds, std::string const& rule, std::string const& about) {
 }
 void require(bool holds, char const* rule, IntfId about) {
   if (!holds) require(holds, rule, textOf(about));
+}
+void requireNothingLives(bool onlyOfRun) {
+  for (auto const* type = Kiv::AllocTrackTypeInfo::first(); type; type = type->next()) {
+    std::string_view const name = type->className();
+    bool const isOfRun = name.starts_with("MacsecProxy::MacsecProxy") || name.starts_with("Pesk::");
+    require((onlyOfRun && !isOfRun) || type->live() == 0, "no object is left", type->className());
+  }
 }
 std::string textOf(IntfId intfId) { return intfId.stringValue().charPtr(); }
 IntfId parentOf(IntfId intfId) { return Velto::SubIntfId::parentIntfId(intfId); }
@@ -185,11 +188,7 @@ void SimulatedAgent::judgeNothingLives() const {
   require(entities().config->notifieeList()->size() == 0 &&
               entities().deviceIntfStatusDir->notifieeList()->size() == 0,
           "reactors go with their machines");
-  for (auto const* type = Kiv::AllocTrackTypeInfo::first(); type; type = type->next()) {
-    std::string_view const name = type->className();
-    bool const isOfRun = name.starts_with("MacsecProxy::MacsecProxy") || name.starts_with("Pesk::");
-    require(alive > 1 || !isOfRun || type->live() == 0, "no object is left", type->className());
-  }
+  if (alive == 1) requireNothingLives(true);
 }
 
 void SimulatedAgent::judgeRunning() {

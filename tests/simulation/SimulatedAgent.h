@@ -24,6 +24,8 @@ class Broken : public std::runtime_error {
 };
 void require(bool holds, std::string const& rule, std::string const& about = "");
 void require(bool holds, char const* rule, IntfId about);
+/// Requires that all objects are gone, or all of those that a run of the library makes.
+void requireNothingLives(bool onlyOfRun);
 
 std::string textOf(IntfId intfId);
 IntfId parentOf(IntfId intfId);

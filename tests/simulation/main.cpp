@@ -116,10 +116,10 @@ int soak(U64 first, double minutes) {
 }
 
 /// The same every time. A world in which little happens proves little.
-int fixed(std::string const& examples, U64 histories) {
+int fixed(U64 histories) {
   Counts counts;
   // Processes of their own are made first, while this one is small.
-  for (auto const& file : std::filesystem::directory_iterator(examples)) {
+  for (auto const& file : std::filesystem::directory_iterator(MACSECPROXY_EXAMPLES)) {
     if (file.path().extension() != ".scn") continue;
     History const history = historyIn(file.path());
     try {
@@ -151,18 +151,16 @@ int main(int argc, char** argv) {
   double minutes = 0;
   bool soaks = false;
   U64 histories = 200;
-  std::string examples = MACSECPROXY_EXAMPLES;
   app.add_option("--seed", seed, "Replay the history of one seed");
   app.add_flag("--soak", soaks, "Run random histories until stopped");
   app.add_option("--minutes", minutes, "End the soak after so many minutes");
   app.add_option("--from", first, "The first seed of the soak");
   app.add_option("--histories", histories, "How many histories there are beside the fixed ones");
-  app.add_option("--examples", examples, "Where the scenarios are");
   CLI11_PARSE(app, argc, argv);
   try {
     Agent::Library::load(Agent::Library::defaultFile());
     if (seed) return Simulation::replay(*seed);
-    return soaks ? Simulation::soak(first, minutes) : Simulation::fixed(examples, histories);
+    return soaks ? Simulation::soak(first, minutes) : Simulation::fixed(histories);
   } catch (std::exception const& error) {
     fmt::print("broken: {}\n", error.what());
     return 1;
