@@ -85,13 +85,15 @@ std::optional<std::string> SimulatedAgent::attempt(Step const& step) {
   return raised;
 }
 
-void SimulatedAgent::seeWrite(bool isStarting) {
+void SimulatedAgent::seeWrite(Step const& step) {
   // Among thousands of sub-interfaces, the writes are much the same, and a restart takes long.
   U64 const size = entities().config->proxyConfig().size();
   if (writesOfStep_++ % (1 + size * size / 2500) != 0) return;
   std::size_t const failAt = std::exchange(Allocations::failAt, 0);
   kills->push_back(left());
-  if (!ledger.disturbed && !arms_ && untold_.empty()) untold_ = untold(isStarting);
+  if (!ledger.disturbed && !arms_ && !isMeddling(step.text) && untold_.empty()) {
+    untold_ = untold(step.text == "start");
+  }
   Allocations::failAt = failAt;
 }
 
@@ -103,7 +105,7 @@ void SimulatedAgent::perform(Step const& step, bool isJudged) {
   Agent::Snapshot const before(entities());
   driver_.logDelAll();
   writesOfStep_ = 0;
-  if (isWatched) Kiv::Store::observerIs([=, this] { seeWrite(isStarting); });
+  if (isWatched) Kiv::Store::observerIs([&] { seeWrite(step); });
   auto const raised = attempt(step);
   Kiv::Store::observerIs(nullptr);
   if (!raised) return;

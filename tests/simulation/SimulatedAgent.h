@@ -99,7 +99,7 @@ class SimulatedAgent {
   bool mayFail(Step const& step) const;
   /// What the step raised; nothing when it was passed over.
   std::optional<std::string> attempt(Step const& step);
-  void seeWrite(bool isStarting);
+  void seeWrite(Step const& step);
   /// Keeps the ledger over a step that began with `before`. Returns whether the machines heard of a
   /// change.
   bool follow(Agent::Snapshot const& before);
