@@ -76,7 +76,7 @@ class Generator {
 
   History history() {
     hasFaults_ = oneIn(2);
-    bool const isBig = oneIn(300);
+    bool const isBig = oneIn(60);
     if (oneIn(2)) add("order drawn $N");
     for (U32 which = 0; which < interfaces; which += which < places ? perPort : 1) {
       if (!oneIn(5)) add("eth set $I $D", which);

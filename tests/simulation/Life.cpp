@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <array>
-#include <csignal>
+#include <cstdio>
 #include <exception>
+#include <memory>
+#include <set>
 #include <thread>
 
 #include "Kiv/Delivery.h"
@@ -15,23 +17,25 @@ namespace Simulation {
 
 namespace {
 
-/// Whether each old record says what the configuration says. When one does not, because its entry
-/// was replaced while the agent was down, its port takes the old names out of service at its start,
-/// also where another port has them by now; so names with several claims are not compared then.
-bool agree(Agent::Snapshot const& kept) {
-  return std::ranges::all_of(kept.records, [&](auto const& old) {
-    auto const entry =
-        std::ranges::find(kept.config, old.first, [](auto& each) { return each.first; });
-    return entry == kept.config.end() ||
-           (entry->second->patchSubIntfId() == old.second->patchSubIntfId() &&
-            entry->second->clientIntfId() == old.second->clientIntfId());
-  });
+/// Names in old records whose entries have others by now, changed while the agent was down. A port
+/// takes them out of service at its start, also where another port has them.
+std::set<IntfId> lostNames(Agent::Snapshot const& kept) {
+  std::set<IntfId> lost;
+  for (auto const& [key, record] : kept.records) {
+    for (auto const& [configured, entry] : kept.config) {
+      if (configured != key) continue;
+      if (entry->patchSubIntfId() != record->patchSubIntfId())
+        lost.insert(record->patchSubIntfId());
+      if (entry->clientIntfId() != record->clientIntfId()) lost.insert(record->clientIntfId());
+    }
+  }
+  return lost;
 }
 
 /// An agent that starts on what another one left must have what a fresh start on the same
 /// configuration has.
 void startAgain(Left const& left) {
-  bool const exact = agree(left.kept);
+  std::set<IntfId> const lost = lostNames(left.kept);
   Left clean;
   clean.kept.config = left.kept.config;
   clean.kept.eth = left.kept.eth;
@@ -49,14 +53,14 @@ void startAgain(Left const& left) {
   // What is not compared: names with several claims.
   std::set<std::string> disputed;
   for (auto const& [subIntf, claims] : agent.ledger.encapClaims) {
-    if (!exact && claims.size() > 1) disputed.insert("encap " + textOf(subIntf));
+    if (lost.contains(subIntf) && claims.size() > 1) disputed.insert("encap " + textOf(subIntf));
   }
   for (auto const& [client, claims] : agent.ledger.clientClaims) {
     // A disable needs no name of the port, an enable does: a port that the driver cannot be told of
     // takes the client from the others that serve it.
     bool const allKnown = std::ranges::all_of(
         claims, [&](IntfId subIntf) { return !agent.knownName(parentOf(subIntf)).empty(); });
-    if (claims.size() > 1 && !(exact && allKnown)) {
+    if (claims.size() > 1 && (lost.contains(client) || !allKnown)) {
       disputed.insert("steered " + agent.knownName(client));
     }
   }
@@ -68,27 +72,9 @@ void startAgain(Left const& left) {
   agent.perform({"stop"});
 }
 
-/// Where the history stands in the process: a driver that throws in a teardown ends it there.
-SimulatedAgent* living = nullptr;
-enum Outcome { fine = 0, broken = 1, died = 2 };
-
-/// What the platform keeps of a process that dies is for the next start, in another thread, since a
-/// delivery is under way in this one.
-[[noreturn]] void judgeDeath() {
-  Outcome outcome = died;
-  std::thread([&] {
-    try {
-      living->kills = nullptr;
-      judgeRestart(living->left(), 1);
-    } catch (Broken const&) {
-      outcome = broken;
-    }
-  }).join();
-  _exit(outcome);
-}
-
-}  // namespace
-
+/// Starts an agent on what a killed one left, compares with a fresh start, and stops it; and once
+/// more with the configuration changed while it was down: at names that the seed draws, and at two
+/// that are configured.
 void judgeRestart(Left const& left, U64 seed) {
   Pesk::Driver const outer = Pesk::Driver::instance();
   startAgain(left);
@@ -96,11 +82,45 @@ void judgeRestart(Left const& left, U64 seed) {
   {
     SimulatedAgent down(left);
     for (Step const& step : changesOf(seed)) down.perform(step);
+    if (auto const& config = left.kept.config; !config.empty()) {
+      auto const& [removed, entry] = config[seed % config.size()];
+      down.perform({"proxy remove " + textOf(removed)});
+      down.perform({"proxy set " + textOf(config[(seed + 1) % config.size()].first) + " et99.1 " +
+                    textOf(entry->clientIntfId())});
+    }
     changed = down.left();
   }
   startAgain(changed);
   Pesk::Driver::instance() = outer;
 }
+
+/// Where the history stands in a process of its own, and where that process says what it breaks.
+SimulatedAgent* living = nullptr;
+std::FILE* verdict = nullptr;
+enum Outcome { fine, broken, died };
+
+[[noreturn]] void end(Outcome outcome, char const* rule) {
+  std::fputs(rule, verdict);
+  std::fflush(verdict);
+  _exit(outcome);
+}
+
+/// A driver that throws in a teardown ends the process there. What the platform keeps of it is for
+/// the next start, in another thread, since a delivery is under way in this one.
+[[noreturn]] void judgeDeath() {
+  if (living == nullptr || !living->mayDie()) end(broken, "the process dies");
+  std::thread([] {
+    try {
+      living->kills = nullptr;
+      judgeRestart(living->left(), 1);
+    } catch (std::exception const& rule) {
+      end(broken, (std::string("after a death, ") + rule.what()).c_str());
+    }
+  }).join();
+  end(died, "");
+}
+
+}  // namespace
 
 void live(History const& history, U64 seed, bool killEverywhere, Counts& counts) {
   ++counts.histories;
@@ -147,8 +167,8 @@ void live(History const& history, U64 seed, bool killEverywhere, Counts& counts)
 }
 
 std::string brokenBy(History const& history, U64 seed, bool killEverywhere, Counts& counts) {
-  std::array<int, 2> ends{};
-  if (pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category());
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> const file(std::tmpfile(), &std::fclose);
+  verdict = file.get();
   std::fflush(nullptr);
   pid_t const child = fork();
   if (child == 0) {
@@ -156,25 +176,20 @@ std::string brokenBy(History const& history, U64 seed, bool killEverywhere, Coun
     alarm(120);
     try {
       live(history, seed, killEverywhere, counts);
-      _exit(fine);
-    } catch (Broken const& rule) {
-      std::string const text = rule.what();
-      _exit(write(ends[1], text.data(), text.size()) < 0 ? SIGPIPE : broken);
+      end(fine, "");
+    } catch (std::exception const& rule) {
+      end(broken, rule.what());
     }
   }
-  close(ends[1]);
-  std::string text;
-  std::array<char, 512> buffer;
-  for (ssize_t got; (got = read(ends[0], buffer.data(), buffer.size())) > 0;) {
-    text.append(buffer.data(), static_cast<std::size_t>(got));
-  }
-  close(ends[0]);
   int status = 0;
   waitpid(child, &status, 0);
-  bool const isDeath = WIFEXITED(status) && WEXITSTATUS(status) == died;
-  counts.deaths += isDeath;
-  if (isDeath || (WIFEXITED(status) && WEXITSTATUS(status) == fine)) return "";
-  return text.empty() ? "the process dies, or what it leaves breaks a rule" : text;
+  std::array<char, 512> rule{};
+  std::rewind(verdict);
+  std::fread(rule.data(), 1, rule.size() - 1, verdict);
+  counts.deaths += WIFEXITED(status) && WEXITSTATUS(status) == died;
+  bool const isBroken =
+      !WIFEXITED(status) || (WEXITSTATUS(status) != fine && WEXITSTATUS(status) != died);
+  return !isBroken ? "" : rule[0] != 0 ? rule.data() : "the process dies";
 }
 
 void failEverywhere(Counts& counts) {
@@ -195,7 +210,8 @@ void failEverywhere(Counts& counts) {
         "call machine et1 addProxySubIntfStatus et1.1 et8.1",
         "set machine et1 macsecTag 0 4094 clear",
         "call machine et1 deleteProxySubIntfStatus et1.1\ncall machine et1 handleProxyConfig et1.1",
-        "call machine et1 cleanup\ncall machine et1 handleInitialized"}) {
+        "call machine et1 cleanup\ncall machine et1 handleInitialized",
+        "set coordinator macsecProxyIntfSm et4 config status encaps ethernet driver devices"}) {
     for (Fault const fault : {Fault::driver, Fault::allocation}) {
       U64 faultsBefore = 0;
       for (Step step{text, fault, 1}; step.at == 1 || SimulatedAgent::faults > faultsBefore;

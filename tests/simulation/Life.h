@@ -12,14 +12,10 @@ struct Counts {
 };
 
 /// Runs a history and judges every step; then ends it by a kill and a start, by a clean stop and a
-/// start, and, without faults in it, in every order of delivery. With `killEverywhere`, what an
+/// start, and, without faults in it, in other orders of delivery. With `killEverywhere`, what an
 /// agent killed at each single write would leave is started again, too. `seed` decides what is
 /// configured while it is down. Raises `Broken`.
 void live(History const& history, U64 seed, bool killEverywhere, Counts& counts);
-
-/// Starts an agent on what a killed one left, compares with a fresh start, and stops it; and once
-/// more with the configuration changed while it was down, as `seed` decides.
-void judgeRestart(Left const& left, U64 seed);
 
 /// The same as `live` in a process of its own, which may as well die. Returns the rule that is
 /// broken, or "".

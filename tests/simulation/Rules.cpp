@@ -125,7 +125,10 @@ bool SimulatedAgent::follow(Agent::Snapshot const& before) {
   }
   for (auto const& entry : now.devices) {
     if (std::ranges::count(before.devices, entry) != 0) continue;
-    heard = true;
+    heard |= ledger.clientClaims.contains(entry.first) ||
+             std::ranges::any_of(now.config, [&](auto const& configured) {
+               return parentOf(configured.first) == entry.first;
+             });
     if (entities().ethIntfStatusDir->intfStatus(entry.first)) ledger.announced.insert(entry.first);
   }
   for (auto const& [interface, entry] : before.eth) {
@@ -169,13 +172,13 @@ std::string SimulatedAgent::untold(bool isStarting) const {
   return "";
 }
 
-void SimulatedAgent::judge() {
+void SimulatedAgent::judge(bool hasStopped) {
   if (!isRunning()) judgeNothingLives();
   if (ledger.disturbed) return;
   judgeCommands();
   if (isRunning()) {
     judgeRunning();
-  } else if (ledger.stopped) {
+  } else if (hasStopped) {
     require(entities().status->proxySubIntfStatus().size() == 0, "a stop removes every record");
     for (auto const& [key, encap] : Agent::Snapshot(entities()).encaps) {
       require(ledger.oldEncaps.contains(key), "a stop removes every encapsulation", key);
@@ -233,8 +236,9 @@ void SimulatedAgent::judgeRunning() {
   require(now.records.size() == now.config.size() - ledger.unserved.size(),
           "no record without an entry");
   for (auto const& [key, encap] : now.encaps) {
-    require(rightEncaps[key].contains(encap.value()) || ledger.oldEncaps.contains(key),
-            "an encapsulation carries its tag", key);
+    bool const isRight = rightEncaps[key].contains(encap.value());
+    require(isRight || ledger.oldEncaps.contains(key), "an encapsulation carries its tag", key);
+    if (isRight) ledger.oldEncaps.erase(key);
   }
   for (auto const& [subIntf, tags] : rightEncaps) {
     require(tags.empty() || ledger.encapClaims.at(subIntf).size() > 1 ||
@@ -278,7 +282,7 @@ void SimulatedAgent::judgeRunning() {
 }
 
 void SimulatedAgent::judgeDriver(std::map<IntfId, std::map<IntfId, U32>> const& clients,
-                                 std::set<IntfId> const& ports) const {
+                                 std::set<IntfId> const& ports) {
   std::set<std::string> portNames;
   std::map<std::string, std::set<U32>> clientTags;
   auto const isReachable = [&](IntfId interface) {
@@ -305,12 +309,15 @@ void SimulatedAgent::judgeDriver(std::map<IntfId, std::map<IntfId, U32>> const& 
   for (auto const& [device, on] : driver_.proxyMode()) {
     require(device.empty() || portNames.contains(device) || ledger.oldModes.contains(device),
             "no proxy mode without a reason", device);
+    if (portNames.contains(device)) ledger.oldModes.erase(device);
   }
   std::set<std::string> const cut = cutClients();
   for (auto const& [device, to] : driver_.steering()) {
-    require(device.empty() || ledger.oldSteering.contains(device) || cut.contains(device) ||
-                clientTags[device].contains(to.tag),
-            "no steering without a reason", device);
+    bool const isRight = clientTags[device].contains(to.tag);
+    require(
+        isRight || device.empty() || ledger.oldSteering.contains(device) || cut.contains(device),
+        "no steering without a reason", device);
+    if (isRight) ledger.oldSteering.erase(device);
   }
 }
 

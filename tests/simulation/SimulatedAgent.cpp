@@ -61,6 +61,7 @@ std::optional<std::string> SimulatedAgent::attempt(Step const& step) {
   }
   std::optional<std::string> raised;
   arms_ = !orders.empty() && mayFail(step);
+  mayDie_ = step.fault == Fault::deadly && !mayFail({step.text, Fault::driver});
   if (arms_ && step.fault == Fault::allocation) Allocations::failAt = step.at;
   if (arms_ && step.fault != Fault::allocation) driver_.throwAtIs(step.at);
   try {
@@ -80,7 +81,8 @@ std::optional<std::string> SimulatedAgent::attempt(Step const& step) {
   failed_ = arms_ && toFail == 0;
   faults += failed_;
   // Of many rounds, only the last one's error is kept.
-  require(!failed_ || (raised && !raised->empty()) || step.text.starts_with("repeat"),
+  char const* const cause = step.fault == Fault::allocation ? "std::bad_alloc" : "driver refused";
+  require(!failed_ || (raised && raised->starts_with(cause)) || step.text.starts_with("repeat"),
           "what fails inside is known to the caller", step.text);
   return raised;
 }
@@ -111,8 +113,6 @@ void SimulatedAgent::perform(Step const& step, bool isJudged) {
   if (!raised) return;
 
   ++steps;
-  starts += isStarting;
-  writes += writesOfStep_;
   require(untold_.empty(), untold_);
   bool const heard = follow(before);
   if (isStarting) {
@@ -128,8 +128,6 @@ void SimulatedAgent::perform(Step const& step, bool isJudged) {
     ledger.disturbed |= isStarting || isAccess(step.text);
   }
   ledger.disturbed |= failed_ || isMeddling(step.text);
-  if (wasRunning != isRunning() || isStarting) ledger.stopped = step.text == "stop";
-  if (step.text.starts_with("left")) ledger.stopped = false;
   if (!heard && wasRunning == isRunning() && !isStarting && !isAccess(step.text)) {
     require(driver_.log().empty(), "a no-op change sends nothing", step.text);
   }
@@ -139,7 +137,7 @@ void SimulatedAgent::perform(Step const& step, bool isJudged) {
               "a driver that refuses keeps nothing in service", walk.key());
     }
   }
-  if (isJudged) judge();
+  if (isJudged) judge(wasRunning && step.text == "stop");
 }
 
 }  // namespace Simulation

@@ -49,8 +49,6 @@ struct Ledger {
   /// An error was raised, or a call did what no configuration explains: until the next start only
   /// safety is demanded.
   bool disturbed = false;
-  /// Nothing has run since the last clean stop.
-  bool stopped = false;
   /// The configured sub-interfaces that found their port's pool full.
   Agent::Snapshot::Members<Kiv::Ptr<MacsecProxy::ProxyConfig const>> unserved;
   /// By the sub-interface that carries an encapsulation, and by client: the proxy sub-interfaces
@@ -74,15 +72,15 @@ class SimulatedAgent {
  public:
   explicit SimulatedAgent(Left const& left = {});
   ~SimulatedAgent();
-  SimulatedAgent(SimulatedAgent const&) = delete;
-  SimulatedAgent& operator=(SimulatedAgent const&) = delete;
 
   /// Carries a step out. The unjudged are still held to raise no error without a reason.
   void perform(Step const& step, bool isJudged = true);
   bool isRunning() const { return session_.world.isRunning(); }
   Agent::Library::View view() const { return session_.world.view(); }
   Left left() const;
-  /// The device name of an interface that the driver can be told of and that no other has; or "".
+  /// Whether a driver has thrown in what may be a teardown, which ends the process.
+  bool mayDie() const { return mayDie_ && driver_.throwAt() == 0; }
+  /// The device name of an interface that the driver can be told of, or "".
   std::string knownName(IntfId interface) const;
 
   /// Has every write of the steps from now on add what an agent killed right after it would leave.
@@ -90,7 +88,7 @@ class SimulatedAgent {
   Ledger ledger;
 
   /// Of all agents.
-  inline static U64 steps = 0, starts = 0, faults = 0, writes = 0;
+  inline static U64 steps = 0, faults = 0;
   inline static U32 alive = 0;
 
  private:
@@ -108,10 +106,10 @@ class SimulatedAgent {
   /// there is nothing.
   std::string untold(bool isStarting) const;
 
-  void judge();
+  void judge(bool hasStopped);
   void judgeRunning();
   void judgeDriver(std::map<IntfId, std::map<IntfId, U32>> const& clients,
-                   std::set<IntfId> const& ports) const;
+                   std::set<IntfId> const& ports);
   void judgeCommands() const;
   void judgeNothingLives() const;
   std::set<std::string> cutClients() const;
@@ -119,7 +117,7 @@ class SimulatedAgent {
   Agent::Printer printer_{false, false};
   Agent::Session session_;
   Pesk::Driver& driver_ = Pesk::Driver::instance();
-  bool arms_ = false, failed_ = false;
+  bool arms_ = false, failed_ = false, mayDie_ = false;
   U64 writesOfStep_ = 0;
   std::string untold_;
 };
