@@ -55,6 +55,7 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
         for (Member& m : model) m.live = false;
       } else if (choice < 630) {
         walks.emplace_back(map.iteratorConst(), nextLive(0));
+        if (choice % 3 == 0) walks.back() = walks[random() % walks.size()];
         if (walks.size() > 12) walks.erase(walks.begin());
       } else if (!walks.empty()) {
         auto& [walk, at] = walks[random() % walks.size()];
@@ -64,6 +65,7 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
       ASSERT_EQ(map.version() != version, changed);
       for (auto const& [walk, at] : walks) {
         ASSERT_TRUE(at == ended ? !walk : walk && walk.key() == model[at].key) << "step " << step;
+        ASSERT_TRUE(!walk || !model[at].live || walk.value() == model[at].value) << "step " << step;
       }
       auto all = map.iteratorConst();
       for (std::size_t at = nextLive(0); step % 100 == 0 && at != ended; at = nextLive(at + 1)) {
@@ -77,6 +79,17 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
     // What was removed or overwritten has been let go.
     for (Member const& m : model) ASSERT_EQ(m.value.use_count(), m.live ? 2 : 1);
   }
+}
+
+TEST(HashMap, AWalkEndsWithItsCollection) {
+  auto map = std::make_unique<Kiv::HashMap<U32, U32>>();
+  map->valueIs(1, 1);
+  map->valueIs(2, 2);
+  auto walk = map->iteratorConst();
+  auto other = walk;
+  map.reset();
+  EXPECT_TRUE(!walk && !other && !++walk);
+  other = walk;
 }
 
 TEST(HashMap, InsertionThatFailsChangesNothing) {
