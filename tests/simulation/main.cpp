@@ -50,6 +50,7 @@ History shrunk(History history, U64 seed, bool kills) {
 }
 
 int report(U64 seed, std::string const& rule, History history, bool kills) {
+  alarm(0);  // shrinking takes as long as it takes
   fmt::print("# broken with seed {}: {}\n# shrinking ...\n", seed, rule);
   std::fflush(stdout);
   history = shrunk(history, seed, kills);
