@@ -1,11 +1,12 @@
 #include "Kiv/HashMap.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <random>
 
 #include "Allocations.h"
-#include "Velto/IntfId.h"
+#include "Velto/SubIntfId.h"
 
 namespace {
 
@@ -19,9 +20,10 @@ struct Member {
 };
 
 /// A collection and walks over it beside a model: every member there ever was, in the order of
-/// insertion, and for each walk the place in it; a walk that has come to its end stays there.
+/// insertion, and for each walk the place in it; a walk that has come to its end stays there. The
+/// keys are of three groups, at first one behind the other.
 TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
-  for (U32 const keys : {3U, 30U, 400U}) {
+  for (U32 const keys : {3U, 30U, 2500U}) {
     std::mt19937 random(keys);
     Kiv::HashMap<IntfId, Value> map;
     std::vector<Member> model;
@@ -31,13 +33,16 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
       while (at < model.size() && !model[at].live) ++at;
       return at < model.size() ? at : ended;
     };
-    for (U32 step = 0; step < 6000; ++step) {
-      IntfId const key(std::to_string(random() % keys).c_str());
+    for (U32 step = 0; step < 6000 + keys; ++step) {
+      U32 const number = step < keys ? step : static_cast<U32>(random() % keys);
+      IntfId const child(fmt::format("{}.{}.1", 3 * number / keys, number).c_str());
+      IntfId const key = Velto::SubIntfId::parentIntfId(child);
       auto const member =
           std::ranges::find_if(model, [&](auto const& m) { return m.live && m.key == key; });
       bool const present = member != model.end();
       bool changed = false;
-      U32 const version = map.version(), choice = static_cast<U32>(random() % 1000);
+      U32 const version = map.version();
+      U32 const choice = step < keys ? 0 : static_cast<U32>(random() % 1000);
       // Grows and shrinks in turn, so that holes come to outnumber members.
       if (choice < (step / 600 % 2 == 0 ? 450 : 120)) {
         auto const value = std::make_shared<int>();
@@ -61,6 +66,13 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
         auto& [walk, at] = walks[random() % walks.size()];
         if (walk) ++walk;
         if (at != ended) at = nextLive(at + 1);
+        if (IntfId const group(std::to_string(choice % 6).c_str()); choice % 6 < 3) {
+          auto const isOther = [&](IntfId one) {
+            return Velto::SubIntfId::parentIntfId(one) != group;
+          };
+          while (at != ended && isOther(model[at].key)) at = nextLive(at + 1);
+          ASSERT_EQ(walk.seek(Velto::SubIntfId::groupOf(group)), at != ended);
+        }
       }
       ASSERT_EQ(map.version() != version, changed);
       for (auto const& [walk, at] : walks) {

@@ -8,8 +8,6 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "Velto/SubIntfId.h"
-
 namespace Velto {
 
 namespace {
@@ -101,8 +99,6 @@ std::ostream& operator<<(std::ostream& stream, IntfId const& intfId) {
   return stream << intfId.stringValue();
 }
 
-U32 SubIntfId::lookUpParent(IntfId intfId) noexcept {
-  return Names::instance().name(intfId.number_).parent;
-}
+U32 IntfId::lookUpParent() const noexcept { return Names::instance().name(number_).parent; }
 
 }  // namespace Velto

@@ -38,6 +38,12 @@ class IntfId {
   Kiv::String const& stringValue() const noexcept;
 
   U32 hash() const noexcept { return number_ * 0x9E3779B1U; }
+  /// The group of keys that it belongs to: that of the sub-interfaces of one parent.
+  U32 group() const noexcept { return parent_ != unknown ? parent_ : lookUpParent(); }
+  /// Whether `group()` may be `group`, 1 or 0: nothing is looked up.
+  U32 mayBeIn(U32 group) const noexcept {
+    return static_cast<U32>(parent_ == group) | static_cast<U32>(parent_ == unknown);
+  }
 
   friend bool operator==(IntfId left, IntfId right) noexcept {
     return left.number_ == right.number_;
@@ -57,6 +63,9 @@ class IntfId {
   static constexpr U32 unknown = ~U32{0};
 
   constexpr IntfId(U32 number, U32 parent) noexcept : number_(number), parent_(parent) {}
+
+  /// The parent's number, of an identifier that is itself somebody's parent.
+  U32 lookUpParent() const noexcept;
 
   U32 number_ = 0;
   U32 parent_ = 0;

@@ -10,13 +10,11 @@ class SubIntfId {
   /// The parent interface of a sub-interface: the text before its last '.'. An identifier without a
   /// '.' has the empty identifier as its parent.
   static IntfId parentIntfId(IntfId subIntfId) noexcept {
-    U32 const parent = subIntfId.parent_;
-    return IntfId(parent != IntfId::unknown ? parent : lookUpParent(subIntfId), IntfId::unknown);
+    return IntfId(subIntfId.group(), IntfId::unknown);
   }
 
- private:
-  /// For an identifier that is itself somebody's parent.
-  static U32 lookUpParent(IntfId intfId) noexcept;
+  /// The group of keys that the sub-interfaces of `intfId` are, `IntfId::group`.
+  static U32 groupOf(IntfId intfId) noexcept { return intfId.number_; }
 };
 
 }  // namespace Velto

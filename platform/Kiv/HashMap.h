@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Kiv/Integers.h"
+#include "Kiv/KeyGroup.h"
 
 namespace Kiv {
 
@@ -46,11 +47,13 @@ U32 hashOf(Key const& key) noexcept {
 /// the places are holes. A walk knows how far members stand side by side from where it is; the
 /// collection knows the walks in progress and corrects them at each removal and each move.
 ///
-/// Beside the arrays an open-addressing index holds, for each slot, one byte of the hash and the
-/// member's place. There are two slots for each place in the arrays. A slot that has been left is
-/// no end to a search, so that a removal moves nothing; it may be taken again, and at the next move
+/// Beside the arrays stands an open-addressing index of 32-bit slots. A slot holds the member's
+/// place and above it, in the bits that no place needs, the low bits of the hash; its high bits
+/// say where a search begins. There are five slots for two places. A slot that has been left is no
+/// end to a search, so that a removal moves nothing; it may be taken again, and at the next move
 /// all members are entered anew. Between two moves there are no more insertions than places, so
-/// half of the slots stay fresh, and a search soon meets one.
+/// three slots of five stay fresh, and a search soon meets one. Where no search goes on behind a
+/// slot that is left, it is fresh again, and if its member was the newest, the place too.
 template <class Key, class Value>
 class HashMap {
  public:
@@ -77,7 +80,7 @@ class HashMap {
   /// Changes with every insertion and removal, and with nothing else.
   U32 version() const noexcept { return version_; }
 
-  bool has(Key key) const noexcept { return slotOf(key, hashOf(key)) != none; }
+  bool has(Key key) const noexcept { return search(key, hashOf(key)).place != none; }
 
   /// The value at `key`, `Value{}` when there is none.
   Value value(Key key) const noexcept(std::is_nothrow_copy_constructible_v<Value>) {
@@ -87,20 +90,30 @@ class HashMap {
 
   /// The value at `key`, null when there is none.
   Value const* find(Key key) const noexcept {
-    U32 const slot = slotOf(key, hashOf(key));
-    return slot != none ? &values_[places_[slot]] : nullptr;
+    U32 const place = search(key, hashOf(key)).place;
+    return place != none ? &values_[place] : nullptr;
   }
+
+  /// Has the processor fetch what a search for `key` looks at first. Pays where several searches in
+  /// large collections follow.
+  void prefetch(Key key) const noexcept { __builtin_prefetch(slots_.get() + homeOf(hashOf(key))); }
+
+  Value* find(Key key) noexcept { return const_cast<Value*>(std::as_const(*this).find(key)); }
 
   /// Inserts `key`, or overwrites the value of an existing member. Raises `std::bad_alloc`.
   void valueIs(Key key, Value value) {
-    U32 const hash = hashOf(key);
-    if (U32 const slot = slotOf(key, hash); slot != none) {
+    if (Value* const present = find(key)) {
       // The old value goes only after the new one is in place: letting go of it may run code.
-      std::swap(values_[places_[slot]], value);
-      return;
+      std::swap(*present, value);
+    } else {
+      insert(key, std::move(value));
     }
+  }
+
+  /// Inserts `key`. Raises `std::bad_alloc`. REQUIRES: there is no such member.
+  void insert(Key key, Value value) {
     if (size_ == room_) makeRoom();
-    enterIndex(hash, size_);
+    enterIndex(hashOf(key), size_);
     keys_[size_] = key;
     values_[size_] = std::move(value);
     present_[size_ / 64] |= U64{1} << size_ % 64;
@@ -111,11 +124,12 @@ class HashMap {
 
   /// Removes `key`. Returns the value it had, `Value{}` when there was none.
   Value valueDel(Key key) noexcept {
-    U32 const slot = slotOf(key, hashOf(key));
-    if (slot == none) return Value{};
-    U32 const place = places_[slot];
-    tags_[slot] = usedTag;
+    auto const [place, slot] = search(key, hashOf(key));
+    if (place == none) return Value{};
+    bool const isEnd = slots_[after(slot)] == freshSlot;
+    slots_[slot] = isEnd ? freshSlot : usedSlot;
     present_[place / 64] &= ~(U64{1} << place % 64);
+    if (isEnd && place + 1 == size_ && walks_ == nullptr) --size_;
     for (IteratorConst* walk = walks_; walk != nullptr; walk = walk->other_) {
       walk->removed(place);
     }
@@ -138,11 +152,17 @@ class HashMap {
  private:
   static constexpr U32 none = ~U32{0};
   static constexpr U32 fewMembers = 1024;
-  static constexpr U8 freshTag = 0, usedTag = 1;
+  /// Slots without a member: one that never had one since the last move, and one that has been
+  /// left. Their low bits are a place that is never in use.
+  static constexpr U32 freshSlot = ~U32{0}, usedSlot = freshSlot >> 1U;
 
-  /// The tag of an occupied slot.
-  static U8 tagOf(U32 hash) noexcept { return static_cast<U8>(hash | 0x80U); }
-  /// The slot where the search for a hash begins; its high bits decide.
+  struct Found {
+    /// `none` when there is no such member.
+    U32 place;
+    U32 slot;
+  };
+
+  /// The slot where the search for a hash begins.
   U32 homeOf(U32 hash) const noexcept { return static_cast<U32>(U64{hash} * slotCount_ >> 32U); }
   U32 after(U32 slot) const noexcept { return slot + 1 == slotCount_ ? 0 : slot + 1; }
 
@@ -150,44 +170,44 @@ class HashMap {
     return (present_[place / 64] >> place % 64 & 1U) != 0;
   }
 
-  U32 slotOf(Key key, U32 hash) const noexcept {
-    if (live_ == 0) return none;
-    U8 const tag = tagOf(hash);
+  Found search(Key key, U32 hash) const noexcept {
+    if (live_ == 0) return {none, 0};
+    U32 const tag = hash << placeBits_;
     for (U32 slot = homeOf(hash);; slot = after(slot)) {
-      if (tags_[slot] == tag && keys_[places_[slot]] == key) return slot;
-      if (tags_[slot] == freshTag) return none;
+      // A place, unless the slot is without a member or has another tag.
+      U32 const place = slots_[slot] ^ tag;
+      if (place < room_ && keys_[place] == key) return {place, slot};
+      if (slots_[slot] == freshSlot) return {none, slot};
     }
   }
 
   void enterIndex(U32 hash, U32 place) noexcept {
     U32 slot = homeOf(hash);
-    while (tags_[slot] > usedTag) slot = after(slot);
-    tags_[slot] = tagOf(hash);
-    places_[slot] = place;
+    while ((slots_[slot] | ~usedSlot) != freshSlot) slot = after(slot);
+    slots_[slot] = hash << placeBits_ | place;
   }
 
   /// Makes room for one more member at least, with all members moved up.
   [[gnu::noinline]] void makeRoom() {
     if (3 * std::size_t{size_ - live_} > size_) {
       moveTo(keys_.get(), values_.get());
-      std::fill_n(tags_.get(), slotCount_, freshTag);
     } else {
       U32 const room = room_ < 8 ? 8 : room_ < fewMembers ? 2 * room_ : room_ + room_ / 2;
-      U32 const slotCount = 2 * room;
+      U32 const slotCount = 2 * room + room / 2;
       auto keys = std::make_unique<Key[]>(room);
       auto values = std::make_unique<Value[]>(room);
       auto present = std::make_unique<U64[]>(room / 64 + 1);
-      auto tags = std::make_unique<U8[]>(slotCount);
-      auto places = std::make_unique<U32[]>(slotCount);
+      auto slots = std::make_unique_for_overwrite<U32[]>(slotCount);
       moveTo(keys.get(), values.get());
       keys_ = std::move(keys);
       values_ = std::move(values);
       present_ = std::move(present);
-      tags_ = std::move(tags);
-      places_ = std::move(places);
+      slots_ = std::move(slots);
       room_ = room;
+      placeBits_ = static_cast<U32>(std::bit_width(room));
       slotCount_ = slotCount;
     }
+    std::fill_n(slots_.get(), slotCount_, freshSlot);
     size_ = live_;
     for (U32 word = 0; word <= room_ / 64; ++word) {
       U32 const before = std::min(size_, 64 * word), in = std::min(size_ - before, 64U);
@@ -216,11 +236,12 @@ class HashMap {
   std::unique_ptr<Key[]> keys_;
   std::unique_ptr<Value[]> values_;
   std::unique_ptr<U64[]> present_;
-  std::unique_ptr<U8[]> tags_;
-  std::unique_ptr<U32[]> places_;
+  std::unique_ptr<U32[]> slots_;
   /// The places in use, those of holes among them, and how many there can be.
   U32 size_ = 0;
   U32 room_ = 0;
+  /// How many bits of a slot its place takes.
+  U32 placeBits_ = 0;
   U32 slotCount_ = 0;
   U32 live_ = 0;
   U32 version_ = 0;
@@ -266,8 +287,25 @@ class HashMap<Key, Value>::IteratorConst {
     return *this;
   }
 
+  /// Steps on to the next member whose key is in `group`; stays where it is when it stands on one.
+  /// Returns whether it found one, as opposed to the end. Passing over a member costs a fraction of
+  /// a step.
+  bool seek(U32 group) noexcept {
+    while (at_ != nullptr && groupOf(*at_) != group) {
+      while (last_ - at_ > keysAtOnce && !isAnyInGroup<keysAtOnce>(at_ + 1, group)) {
+        at_ += keysAtOnce;
+      }
+      ++*this;
+    }
+    return at_ != nullptr;
+  }
+
  private:
   friend class HashMap;
+
+  static constexpr std::ptrdiff_t keysAtOnce = 32;
+  /// Members that stand side by side are counted up to here, so that a step stays a short one.
+  static constexpr U32 longRun = 1024;
 
   /// The place where the walk goes on: the one after that of the member it stands on.
   U32 next() const noexcept {
@@ -299,9 +337,15 @@ class HashMap<Key, Value>::IteratorConst {
     for (U32 place = next(); place < map_->size_; place = (place / 64 + 1) * 64) {
       U64 const present = map_->present_[place / 64] >> place % 64;
       if (present == 0) continue;
-      int const holes = std::countr_zero(present);
-      at_ = &map_->keys_[place] + holes;
-      last_ = at_ + std::countr_one(present >> holes) - 1;
+      auto const holes = static_cast<U32>(std::countr_zero(present));
+      at_ = &map_->keys_[place + holes];
+      U32 behind = place + holes + static_cast<U32>(std::countr_one(present >> holes));
+      while (behind % 64 == 0 && behind < map_->size_ && behind < place + longRun) {
+        U64 const more = map_->present_[behind / 64];
+        if ((more & 1U) == 0) break;
+        behind += static_cast<U32>(std::countr_one(more));
+      }
+      last_ = &map_->keys_[behind - 1];
       return;
     }
     end();

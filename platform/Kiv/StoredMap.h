@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Kiv/HashMap.h"
+#include "Kiv/Integers.h"
 #include "Kiv/Store.h"
 
 namespace Kiv {
@@ -22,9 +23,9 @@ class StoredMap {
 
   /// Removes. Returns what was there, `Value{}` when nothing was.
   Value valueDel(Key key) {
-    if (!members_.has(key)) return Value{};
+    U32 const before = members_.size();
     Value removed = members_.valueDel(key);
-    Store::written();
+    if (members_.size() != before) Store::written();
     return removed;
   }
 

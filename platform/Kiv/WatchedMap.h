@@ -45,11 +45,11 @@ class WatchedMap {
   /// Inserts or replaces; a replacement is a removal followed by an addition: two changes, each
   /// delivered completely while the collection is in that state. Returns what is there or will be:
   /// the present value when it says the same, `value` otherwise.
-  Value memberIs(Key key, Value const& value) {
+  Value memberIs(Key key, Value value) {
     Delivery& delivery = Delivery::ofThisThread();
     Value const* const present = members_.find(key);
     if (present == nullptr && delivery.isIdle()) {
-      members_.valueIs(key, value);
+      members_.insert(key, value);
       deliver(delivery, key);
       return value;
     }

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstddef>
+
+#include "Kiv/Integers.h"
+
+namespace Kiv {
+
+/// No group of keys but all of them.
+inline constexpr U32 everyGroup = ~U32{0};
+
+/// The group that a collection key belongs to. A notifiee may ask to be told of one group only.
+/// Keys bring their own `group()`; the others have no groups, and everybody is told of them.
+template <class Key>
+U32 groupOf(Key const& key) noexcept {
+  if constexpr (requires { key.group(); }) {
+    return key.group();
+  } else {
+    return everyGroup;
+  }
+}
+
+/// Whether one of `count` keys may be in a group: a quick look at many of them. Keys bring their
+/// own `mayBeIn()`.
+template <std::size_t count, class Key>
+bool isAnyInGroup(Key const* keys, U32 group) noexcept {
+  if constexpr (requires { keys->mayBeIn(group); }) {
+    // All of them, without a branch, so that the compiler looks at several in one instruction.
+    U32 any = 0;
+    for (std::size_t key = 0; key < count; ++key) any |= keys[key].mayBeIn(group);
+    return any != 0;
+  } else {
+    return true;
+  }
+}
+
+}  // namespace Kiv
