@@ -116,8 +116,9 @@ void MacsecProxyIntfSm::handleInitialized() {
   trace(__LINE__, "handleInitialized", intfId_,
         " void MacsecProxy::MacsecProxyIntfSm::handleInitialized()");
   macsecTagIs(0, 4094, Pesk::HBitmap::BitState::clear);
-  for (auto walk = status_->proxySubIntfStatus().iteratorConst(); walk; ++walk) {
-    if (Velto::SubIntfId::parentIntfId(walk.key()) == intfId_) deleteProxySubIntfStatus(walk.key());
+  U32 const own = Velto::SubIntfId::groupOf(intfId_);
+  for (auto walk = status_->proxySubIntfStatus().iteratorConst(); walk.seek(own); ++walk) {
+    deleteProxySubIntfStatus(walk.key());
   }
   handleProxyConfig();
   doUpdateDmaMacsecProxy(intfId_, true);
@@ -132,7 +133,7 @@ void MacsecProxyIntfSm::cleanup() {
 }
 
 void MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId intfId) {
-  // Every machine hears of every key: one that ignores it does no more than this.
+  // A machine that ignores a key does no more than this.
   if (isTraced() || Velto::SubIntfId::parentIntfId(intfId) == intfId_) handleOwnProxyConfig(intfId);
 }
 
@@ -140,6 +141,9 @@ void MacsecProxyIntfSm::handleOwnProxyConfig(Velto::IntfId intfId) {
   trace(__LINE__, "handleProxyConfig", intfId_,
         " void MacsecProxy::MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId): ", intfId);
   if (Velto::SubIntfId::parentIntfId(intfId) != intfId_) return;
+  status_->proxySubIntfStatus().prefetch(intfId);
+  dynDot1qEncap_->encap().prefetch(intfId);
+  proxySubIntf_.prefetch(intfId);
   Kiv::Ptr<Config const> const configuration = config();
   if (!configuration) return;
   if (Kiv::Ptr<ProxyConfig const> const entry = configuration->proxyConfig(intfId)) {
@@ -154,7 +158,9 @@ void MacsecProxyIntfSm::handleProxyConfig() {
         " void MacsecProxy::MacsecProxyIntfSm::handleProxyConfig()");
   Kiv::Ptr<Config const> const configuration = config();
   if (!configuration) return;
+  U32 const own = Velto::SubIntfId::groupOf(intfId_);
   for (auto walk = configuration->proxyConfig().iteratorConst(); walk; ++walk) {
+    if (!isTraced() && !walk.seek(own)) break;
     handleProxyConfig(walk.key());
   }
 }
@@ -182,6 +188,12 @@ void MacsecProxyIntfSm::handleClientIntf(Velto::IntfId intfId) {
                                record->clientTag(), true);
 }
 
+void MacsecProxyIntfSm::prefetch(Velto::IntfId patchSubIntfId, Velto::IntfId clientIntfId) const {
+  dynDot1qEncap_->encap().prefetch(patchSubIntfId);
+  clientIntf_.prefetch(clientIntfId);
+  ethIntfStatusDir_->intfStatus().prefetch(clientIntfId);
+}
+
 void MacsecProxyIntfSm::addProxySubIntfStatus(Velto::IntfId proxySubIntfId,
                                               Velto::IntfId patchSubIntfId) {
   Kiv::Ptr<Config const> const configuration = config();
@@ -196,6 +208,7 @@ void MacsecProxyIntfSm::bringIntoService(Velto::IntfId proxySubIntfId, Velto::In
         "Velto::IntfId): ",
         proxySubIntfId);
   Kiv::checkConsistency(entry != nullptr, "proxyConfigHas( proxySubIntfId )");
+  prefetch(patchSubIntfId, entry->clientIntfId());
   Kiv::checkConsistency(macsecTag_ != nullptr, "macsecTag");
   if (status_->proxySubIntfStatusHas(proxySubIntfId)) deleteProxySubIntfStatus(proxySubIntfId);
 
@@ -226,6 +239,7 @@ void MacsecProxyIntfSm::deleteProxySubIntfStatus(Velto::IntfId proxySubIntfId) {
   // it is not the reverse of that of the add.
   Kiv::Ptr<ProxySubIntfStatus const> const record = status_->proxySubIntfStatus(proxySubIntfId);
   if (!record) return;
+  prefetch(record->patchSubIntfId(), record->clientIntfId());
   if (macsecTag_ && record->clientTag().value() <= macsecTag_->size()) {
     macsecTag_->clearBitsInRange(record->encryptTag().value(), record->clientTag().value());
   }

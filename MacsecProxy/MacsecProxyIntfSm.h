@@ -16,6 +16,7 @@
 #include "Pesk/Bitmap.h"
 #include "Pesk/IoctlDrvInterface.h"
 #include "Velto/IntfId.h"
+#include "Velto/SubIntfId.h"
 
 namespace MacsecProxy {
 
@@ -35,10 +36,12 @@ class DriverCommand;
 /// driver that refuses a command of a teardown ends the process.
 class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
  public:
-  /// Tells a machine of changes of the configuration.
+  /// Tells a machine of changes of the configuration at its own sub-interfaces. While anything is
+  /// traced it hears of all, since the machine traces all.
   class MACSECPROXY_LOCAL KivConfig final : public Reactor<Config, MacsecProxyIntfSm> {
    public:
-    using Reactor::Reactor;
+    KivConfig(Kiv::Ptr<Config const> const& entity, MacsecProxyIntfSm* owner)
+        : Reactor(entity, owner, Velto::SubIntfId::groupOf(owner->intfId())) {}
 
     void onProxyConfig(Velto::IntfId proxySubIntfId) override {
       if (auto* const owner = listener()) owner->handleProxyConfig(proxySubIntfId);
@@ -212,6 +215,9 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
   MACSECPROXY_LOCAL void bringIntoService(Velto::IntfId proxySubIntfId,
                                           Velto::IntfId patchSubIntfId,
                                           Kiv::Ptr<ProxyConfig const> const& entry);
+  /// Has the processor fetch what the steps to come look up: in large tables, waiting for memory
+  /// takes longer than the steps themselves.
+  MACSECPROXY_LOCAL void prefetch(Velto::IntfId patchSubIntfId, Velto::IntfId clientIntfId) const;
   MACSECPROXY_LOCAL void send(DriverCommand& command);
 
   // The order is a promise: references are released in the reverse of it.

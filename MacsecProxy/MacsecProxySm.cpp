@@ -202,20 +202,22 @@ void MacsecProxySm::handleProxyConfig(Velto::IntfId intfId) {
   if (!configuration) return;
   Kiv::checkConsistency(status_ != nullptr, "status");
   Velto::IntfId const parent = Velto::SubIntfId::parentIntfId(intfId);
-  U32 const count = proxySubIntfCnt(parent);
+  U32* const count = proxySubIntfCnt_.find(parent);
   if (configuration->proxyConfigHas(intfId)) {
-    if (count == 0) {
-      status_->proxyIntfIs(parent, true);
-      macsecProxyIntfSmIs(parent, configuration, status_, dynDot1qEncap_, ethIntfStatusDir_,
-                          ioctlDrvFab_, deviceIntfStatusDir_);
+    if (count != nullptr && *count > 0) {
+      ++*count;
+      return;
     }
-    proxySubIntfCntIs(parent, count + 1);
-  } else if (count == 1) {
+    status_->proxyIntfIs(parent, true);
+    macsecProxyIntfSmIs(parent, configuration, status_, dynDot1qEncap_, ethIntfStatusDir_,
+                        ioctlDrvFab_, deviceIntfStatusDir_);
+    proxySubIntfCntIs(parent, 1);
+  } else if (count != nullptr && *count == 1) {
     macsecProxyIntfSmDel(parent);
     proxySubIntfCntDel(parent);
     status_->proxyIntfDel(parent);
-  } else if (count > 1) {
-    proxySubIntfCntIs(parent, count - 1);
+  } else if (count != nullptr && *count > 1) {
+    --*count;
   }
   // Removals without a count are ignored: additions whose machine could not be made were not
   // counted.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Kiv/Integers.h"
+#include "Kiv/KeyGroup.h"
 #include "Kiv/Ptr.h"
 #include "Kiv/PtrInterface.h"
 
@@ -19,8 +21,11 @@ class Reactor : public Entity::NotifieeConst {
   using Watched = Entity;
   using OwnedBy = Owner;
 
-  /// Watches `entity`, which is not null, for `owner`. Raises what registering raises.
-  Reactor(Kiv::Ptr<Entity const> const& entity, Owner* owner) : owner_(owner) {
+  /// Watches the keys of `interest` of `entity`, which is not null, for `owner`. Raises what
+  /// registering raises.
+  Reactor(Kiv::Ptr<Entity const> const& entity, Owner* owner, U32 interest = Kiv::everyGroup)
+      : owner_(owner) {
+    this->interestIs(interest);
     Kiv::PtrInterface::NotifieeConst::notifierIs(entity);
     this->isRegisteredNotifieeIs(true);
   }

@@ -8,10 +8,13 @@
 #include <sstream>
 
 #include "Allocations.h"
+#include "Kiv/Trace.h"
 #include "MacsecProxy/Config.h"
+#include "Velto/SubIntfId.h"
 
 namespace {
 
+using namespace std::string_literals;
 using Kiv::Delivery, Kiv::Ptr, MacsecProxy::Config, Velto::IntfId;
 
 /// A notifiee whose registration anybody may move.
@@ -169,6 +172,44 @@ TEST(Delivery, ToldToTheLetter) {
       w.run(c.steps);
       EXPECT_EQ(w.log, reverse ? c.reverseLog : c.log) << c.steps;
     }
+  });
+}
+
+/// Writes down the keys that it is told of.
+class Hearer : public Config::NotifieeConst {
+ public:
+  Hearer(Ptr<Config> const& config, U32 interest) {
+    interestIs(interest);
+    notifierIs(config);
+    isRegisteredNotifieeIs(true);
+    hasNotificationActiveIs(true);
+  }
+  void onProxyConfig(IntfId key) override { heard += key.stringValue().charPtr() + " "s; }
+
+  std::string heard;
+};
+
+TEST(Delivery, AnInterestInAGroupOfKeysWhileNothingIsTraced) {
+  inBothOrders([](bool) {
+    Kiv::TraceHandle const handle("Any", false);
+    auto const config = Config::ConfigIs();
+    auto const everything = Kiv::makeNew<Hearer>(config, Kiv::everyGroup);
+    auto const ofA = Kiv::makeNew<Hearer>(config, Velto::SubIntfId::groupOf(IntfId("a")));
+    auto const ports = Kiv::makeNew<Hearer>(config, Velto::SubIntfId::groupOf(IntfId()));
+    auto const change = [&] {
+      for (char const* key : {"a", "a.1", "b.1", "a.1.2"}) config->proxyConfigDel(IntfId(key));
+      for (char const* key : {"a", "a.1", "b.1", "a.1.2"}) {
+        config->proxyConfigIs(IntfId(key), IntfId(), IntfId());
+      }
+      return std::exchange(everything->heard, "") + '|' + std::exchange(ofA->heard, "") + '|' +
+             std::exchange(ports->heard, "");
+    };
+    EXPECT_EQ(change(), "a a.1 b.1 a.1.2 |a.1 |a ");
+    Kiv::Trace::levelIs("Any", 3, true);
+    std::string const all = "a a.1 b.1 a.1.2 a a.1 b.1 a.1.2 ";
+    EXPECT_EQ(change(), all + '|' + all + '|' + all);
+    Kiv::Trace::levelIs("Any", 3, false);
+    EXPECT_EQ(change(), all + "|a.1 a.1 |a a ");
   });
 }
 

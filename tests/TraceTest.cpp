@@ -21,6 +21,10 @@ std::string levelsOf(TraceHandle const& handle) {
   return enabled + '|';
 }
 
+void allLevelsAre(std::string_view facility, bool on) {
+  for (U32 level = 0; level < Trace::levels; ++level) Trace::levelIs(facility, level, on);
+}
+
 TEST(Trace, LevelsByFacility) {
   Trace::levelIs("early", 2, true);
   auto early = std::make_unique<TraceHandle>("early", false);
@@ -37,6 +41,11 @@ TEST(Trace, LevelsByFacility) {
   Trace::levelIs("early", 3, true);
   early = std::make_unique<TraceHandle>("early", false);
   EXPECT_EQ(levels(), "39|0|012456789|");
+  for (char const* facility : {"early", "other", "flagged"}) {
+    EXPECT_TRUE(Trace::isAnythingOn()) << facility;
+    allLevelsAre(facility, false);
+  }
+  EXPECT_FALSE(Trace::isAnythingOn());
 }
 
 struct Costly {
@@ -60,7 +69,7 @@ TEST(Trace, RecordsReachTheSinkInForce) {
            << r.message << '\n';
     };
   };
-  for (U32 level = 0; level < 8; ++level) Trace::levelIs("MacsecProxySm", level, true);
+  allLevelsAre("MacsecProxySm", true);
   Trace::Sink const before = Trace::sinkIs(into("outer "));
   for (bool const on : {false, true}) trace(on);
   Trace::Sink const outer = Trace::sinkIs(into("inner "));
@@ -68,6 +77,7 @@ TEST(Trace, RecordsReachTheSinkInForce) {
   Trace::sinkIs(outer);
   for (bool const on : {true, false}) trace(on);
   Trace::sinkIs(before);
+  allLevelsAre("MacsecProxySm", false);
   EXPECT_EQ(text.str(),
             "outer MacsecProxySm8 MacsecProxySm:7 handle(bool): 1, 1\n"
             "inner MacsecProxySm8 MacsecProxySm:7 handle(bool): 1, 2\n"
@@ -107,6 +117,7 @@ TEST(TraceDeathTest, EnvironmentOfAnyHost) {
     ASSERT_EQ(setenv("KIV_TRACE", variable.c_str(), 1), 0);
     EXPECT_EXIT(report(), testing::ExitedWithCode(0), testing::Eq(said)) << variable;
   }
+  unsetenv("KIV_TRACE");
 }
 
 }  // namespace

@@ -10,9 +10,11 @@
 
 #include "Kiv/HashMap.h"
 #include "Kiv/Integers.h"
+#include "Kiv/KeyGroup.h"
 #include "Kiv/NotifieeConst.h"
 #include "Kiv/NotifieeList.h"
 #include "Kiv/PtrInterface.h"
+#include "Kiv/Trace.h"
 
 namespace Kiv {
 
@@ -26,6 +28,8 @@ namespace Kiv {
 ///  - A notifiee is told of a key while the collection is, at that key, in the state that the
 ///    change left: a change at a key that has an earlier change still to deliver is carried out
 ///    only after that one's delivery. All others are carried out at once.
+///  - A notifiee with an interest in one group of keys is passed over for the others, unless
+///    anything is traced.
 ///  - A notifiee that raises does not keep the others from hearing. The first exception goes, when
 ///    everything is delivered, to whoever made the change that started it; a handler that makes a
 ///    change gets no exception of those that hear it.
@@ -155,6 +159,7 @@ template <auto slot, class Key>
 void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
                            std::exception_ptr& first) noexcept {
   using Notifiee = typename SlotOf<decltype(slot)>::NotifieeType;
+  U32 const group = Trace::isAnythingOn() ? everyGroup : groupOf(key);
   auto const tell = [&](Place const& place) {
     if (change <= place.deafUntil) return;
     PtrInterface::NotifieeConst* const notifiee = place.notifiee;
@@ -172,10 +177,15 @@ void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
   // Whoever registers from here on stands behind `end`.
   std::size_t const end = places_.size();
   if (delivery.order_ == Delivery::Order::registration) [[likely]] {
-    for (std::size_t place = 0; place < end; ++place) tell(places_[place]);
+    for (std::size_t place = 0; (place = nextFor(group, place, end)) < end; ++place) {
+      tell(places_[place]);
+    }
   } else {
     Delivery::Walk walk = delivery.walk(end);
-    for (std::size_t step = 0; step < end; ++step) tell(places_[walk.next()]);
+    for (std::size_t step = 0; step < end; ++step) {
+      std::size_t const place = walk.next();
+      if (nextFor(group, place, place + 1) == place) tell(places_[place]);
+    }
   }
   delivery.told_ = nullptr;
   delivering_ = false;

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "Kiv/Integers.h"
+#include "Kiv/KeyGroup.h"
 #include "Kiv/NotifieeList.h"
 #include "Kiv/PtrInterface.h"
 
@@ -47,6 +49,11 @@ class PtrInterface::NotifieeConst : public PtrInterface {
  protected:
   NotifieeConst() noexcept = default;
 
+  /// Wants to be told only of the keys of one group, `groupOf`; of all keys to begin with. It is
+  /// told of the others all the same while anything is traced, so that a trace shows that they came
+  /// by. For keys without groups it has no effect. REQUIRES: the notifiee is not registered.
+  void interestIs(U32 group) noexcept { interest_ = group; }
+
   /// Watches `notifier` from now on; null watches nothing. A registration moves along. For derived
   /// classes, which know what their notifications come from. Raises `std::bad_alloc`, with nothing
   /// changed.
@@ -58,6 +65,7 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   Ptr<PtrInterface const> notifier_;
   /// Where it stands on the notifier's list while it is registered.
   std::size_t place_ = 0;
+  U32 interest_ = everyGroup;
   bool registered_ = false;
 };
 

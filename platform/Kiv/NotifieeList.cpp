@@ -13,12 +13,12 @@ void NotifieeList::reserve() {
 
 void NotifieeList::notifieeIs(PtrInterface::NotifieeConst& notifiee, bool hears) noexcept {
   notifiee.place_ = places_.size();
-  places_.push_back({&notifiee, always});
+  places_.push_back({&notifiee, always, notifiee.interest_});
   hearsIs(notifiee, hears);
 }
 
 void NotifieeList::notifieeDel(PtrInterface::NotifieeConst& notifiee) noexcept {
-  places_[notifiee.place_] = {nullptr, always};
+  places_[notifiee.place_] = {nullptr, always, everyGroup};
   ++holes_;
   if (!delivering_) closeHolesIfMany();
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Kiv/Integers.h"
+#include "Kiv/KeyGroup.h"
 #include "Kiv/PtrInterface.h"
 
 namespace Kiv {
@@ -44,10 +45,10 @@ class NotifieeList {
   /// REQUIRES: `notifiee` is on this list.
   void hearsIs(PtrInterface::NotifieeConst const& notifiee, bool hears) noexcept;
 
-  /// Calls `slot` with `key` on every notifiee that hears the change of that number, on behalf of
-  /// this thread's `delivery`. A notifiee that raises has its `onNotificationException()` called
-  /// and keeps no other from hearing the change; `first` takes the exception unless it holds an
-  /// earlier one.
+  /// Calls `slot` with `key` on every notifiee that hears the change of that number and has an
+  /// interest in the key, on behalf of this thread's `delivery`. A notifiee that raises has its
+  /// `onNotificationException()` called and keeps no other from hearing the change; `first` takes
+  /// the exception unless it holds an earlier one.
   template <auto slot, class Key>
   void deliver(Delivery& delivery, Key key, U64 change, std::exception_ptr& first) noexcept;
 
@@ -59,7 +60,20 @@ class NotifieeList {
     PtrInterface::NotifieeConst* notifiee;
     /// The changes up to this one are not for the notifiee.
     U64 deafUntil;
+    /// The notifiee's, so that passing over it touches nothing else.
+    U32 interest;
   };
+
+  /// The next place from `place` on of a notifiee with an interest in `group`, `end` when there is
+  /// none.
+  std::size_t nextFor(U32 group, std::size_t place, std::size_t end) const noexcept {
+    if (group == everyGroup) return place;
+    Place const* const places = places_.data();
+    while (place < end && places[place].interest != group && places[place].interest != everyGroup) {
+      ++place;
+    }
+    return place;
+  }
 
   void closeHolesIfMany() noexcept {
     if (holes_ > fewHoles && holes_ > size()) closeHoles();

@@ -59,6 +59,11 @@ class Switches {
     return found != byFacility.end() ? found->second : ofEveryFacility;
   }
 
+  bool isAnythingOn() const {
+    return ofEveryFacility != 0 ||
+           std::ranges::any_of(byFacility, [](auto const& item) { return item.second != 0; });
+  }
+
  private:
   Switches() {
     char const* const wanted = std::getenv("KIV_TRACE");
@@ -85,6 +90,8 @@ class Switches {
 
 }  // namespace
 
+constinit std::atomic<bool> Trace::isAnythingOn_{true};
+
 void Trace::levelIs(std::string_view facility, U32 level, bool on) {
   if (level >= levels) throwRangeException("Trace level > 9 not allowed");
   Switches& switches = Switches::instance();
@@ -95,6 +102,7 @@ void Trace::levelIs(std::string_view facility, U32 level, bool on) {
   for (TraceHandle* const handle : switches.handles) {
     if (handle->facility() == facility) handle->enabledLevels_ = enabled;
   }
+  isAnythingOn_ = switches.isAnythingOn();
 }
 
 Trace::Sink Trace::sinkIs(Sink sink) {
@@ -110,6 +118,7 @@ TraceHandle::TraceHandle(char const* facility, bool flag, std::atomic<U32>& enab
   switches.handles.push_back(this);
   if (flag) switches.byFacility.insert_or_assign(std::string(facility_), everyLevel);
   enabledLevels_ = switches.of(facility_);
+  Trace::isAnythingOn_ = switches.isAnythingOn();
 }
 
 TraceHandle::~TraceHandle() {

@@ -41,6 +41,15 @@ class Trace {
   /// Sends records to `sink` from now on; an empty one stands for the default, a line on standard
   /// error. Returns the sink used until then, empty for the default.
   static Sink sinkIs(Sink sink);
+
+  /// Whether any level of any facility is on. Also before the first facility has its handle, which
+  /// finds out what the environment says.
+  static bool isAnythingOn() noexcept { return isAnythingOn_.load(std::memory_order_relaxed); }
+
+ private:
+  friend class TraceHandle;
+
+  static std::atomic<bool> isAnythingOn_;
 };
 
 /// One facility's entry to the trace. Levels are asked for through `TraceHelper`.
