@@ -5,6 +5,7 @@
 
 #include "Bench.h"
 #include "DirectProgram.h"
+#include "Kiv/MemoryPool.h"
 #include "LibraryProgram.h"
 #include "Work.h"
 
@@ -19,10 +20,11 @@ struct Configured {
   Program program;
 };
 
-/// What is allocated from the heap now, with the allocator's own overhead.
+/// What is allocated from the heap now, with the allocator's own overhead, and used.
 double heapBytes() {
   struct mallinfo2 const heap = mallinfo2();
-  return static_cast<double>(heap.uordblks) + static_cast<double>(heap.hblkhd);
+  return static_cast<double>(heap.uordblks) + static_cast<double>(heap.hblkhd) -
+         static_cast<double>(Kiv::MemoryPool::idleBytes());
 }
 
 /// Measures a start over tables that `prepare` has filled.

@@ -4,6 +4,7 @@
 
 #include "Allocations.h"
 #include "Kiv/Entity.h"
+#include "Kiv/MemoryPool.h"
 #include "Threads.h"
 
 namespace {
@@ -69,9 +70,16 @@ TEST(Ptr, OneDeletionAndTrueRecords) {
     two = nullptr;
     EXPECT_EQ(log, "made made zero gone ");
     EXPECT_THROW(Kiv::makeNew<Fragile>(log, true), std::runtime_error);
+    // Memory comes in chunks: sooner or later one is needed.
+    std::string others;
+    std::vector<Ptr<Fragile>> many;
+    many.reserve(100 + Kiv::MemoryPool::idleBytes() / sizeof(Fragile));
+    others.reserve(20 * many.capacity());
     Allocations::failAt = 1;
-    EXPECT_THROW(Kiv::makeNew<Fragile>(log), std::bad_alloc);
-    EXPECT_EQ(record.live(), 1U);
+    EXPECT_THROW(
+        while (many.size() < many.capacity()) many.push_back(Kiv::makeNew<Fragile>(others)),
+        std::bad_alloc);
+    EXPECT_EQ(record.live(), 1 + many.size());
   }
   EXPECT_EQ(log, "made made zero gone zero gone ");
   EXPECT_TRUE(record.live() == 0 && record.allocated() >= 3);

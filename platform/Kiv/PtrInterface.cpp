@@ -1,16 +1,13 @@
 #include "Kiv/PtrInterface.h"
 
-#include <new>
-
 #include "Kiv/KivType.h"
+#include "Kiv/MemoryPool.h"
 
 namespace Kiv {
 
 bool VFPtrInterface::threadSafePointers_ = false;
 
 constinit KivType const PtrInterface::_kivType{"Kiv::PtrInterface", nullptr};
-
-PtrInterface::~PtrInterface() = default;
 
 NotifieeList* PtrInterface::notifieeList() const { return nullptr; }
 
@@ -23,14 +20,14 @@ void PtrInterface::zeroReferencesIs(bool zero) {
 KivType const* PtrInterface::fwkType() const { return &_kivType; }
 
 void* PtrInterface::kivMemAlloc(std::size_t size, AllocTrackTypeInfo& record) {
-  void* memory = ::operator new(size);
+  void* memory = MemoryPool::blockIs(size);
   record.trackAllocation();
   return memory;
 }
 
-void PtrInterface::kivMemFree(void* memory, AllocTrackTypeInfo& record) noexcept {
+void PtrInterface::kivMemFree(void* memory, std::size_t size, AllocTrackTypeInfo& record) noexcept {
   record.trackDeallocation();
-  ::operator delete(memory);
+  MemoryPool::blockDel(memory, size);
 }
 
 }  // namespace Kiv

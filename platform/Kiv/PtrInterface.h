@@ -39,7 +39,7 @@ class PtrInterface : public VFPtrInterface {
   /// The type record of the object's class.
   virtual KivType const* fwkType() const;
 
-  virtual ~PtrInterface();
+  virtual ~PtrInterface() = default;
 
   bool hasNotificationActive() const noexcept { return notificationActive_; }
   bool kivMarkedForDeletion() const noexcept { return markedForDeletion_; }
@@ -54,8 +54,8 @@ class PtrInterface : public VFPtrInterface {
 
   /// Memory for an object of the class that `record` counts. Raises `std::bad_alloc`.
   static void* kivMemAlloc(std::size_t size, AllocTrackTypeInfo& record);
-  /// Gives the memory back.
-  static void kivMemFree(void* memory, AllocTrackTypeInfo& record) noexcept;
+  /// Gives the memory of an object of that size back.
+  static void kivMemFree(void* memory, std::size_t size, AllocTrackTypeInfo& record) noexcept;
 
   static KivType const _kivType;
 
@@ -77,8 +77,8 @@ class PtrInterface : public VFPtrInterface {
   static void* operator new(std::size_t size) {                          \
     return Kiv::PtrInterface::kivMemAlloc(size, kivAllocTrackTypeInfo_); \
   }                                                                      \
-  static void operator delete(void* memory) noexcept {                   \
-    Kiv::PtrInterface::kivMemFree(memory, kivAllocTrackTypeInfo_);       \
+  static void operator delete(void* memory, std::size_t size) noexcept { \
+    Kiv::PtrInterface::kivMemFree(memory, size, kivAllocTrackTypeInfo_); \
   }
 
 }  // namespace Kiv

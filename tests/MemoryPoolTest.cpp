@@ -1,0 +1,65 @@
+#include "Kiv/MemoryPool.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <random>
+
+#include "Allocations.h"
+#include "Kiv/Integers.h"
+#include "Threads.h"
+
+namespace {
+
+using Kiv::MemoryPool;
+
+TEST(MemoryPool, GeneratedHistoryOfBlocksThatChangeThreads) {
+  struct Block {
+    unsigned char* bytes = nullptr;
+    std::size_t size = 0;
+    unsigned char content = 0;
+  };
+  constexpr std::size_t threads = 4;
+  std::array<std::vector<Block>, threads> blocks;
+  for (std::size_t round = 0; round < 8; ++round) {
+    inThreads(threads, [&](std::size_t thread) {
+      auto& own = blocks[(thread + round) % threads];
+      std::mt19937 random(static_cast<U32>(threads * round + thread));
+      own.resize(300);
+      for (int step = 0; step < 3000; ++step) {
+        Block& block = own[random() % own.size()];
+        if (block.bytes != nullptr) {
+          EXPECT_EQ(std::count(block.bytes, block.bytes + block.size, block.content), block.size);
+          MemoryPool::blockDel(block.bytes, block.size);
+        }
+        block.size = 1 + random() % 150;
+        block.content = static_cast<unsigned char>(random());
+        block.bytes = static_cast<unsigned char*>(MemoryPool::blockIs(block.size));
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block.bytes) % alignof(std::max_align_t), 0U);
+        std::fill_n(block.bytes, block.size, block.content);
+      }
+    });
+  }
+  for (auto const& some : blocks) {
+    for (Block const& block : some) {
+      if (block.bytes != nullptr) MemoryPool::blockDel(block.bytes, block.size);
+    }
+  }
+}
+
+TEST(MemoryPool, BlocksOfEndedThreadsServeOthers) {
+  for (bool const isFirst : {true, false}) {
+    inThreads(1, [&](std::size_t) {
+      std::vector<void*> blocks(10000);
+      std::size_t const before = Allocations::made;
+      for (void*& block : blocks) block = MemoryPool::blockIs(40);
+      EXPECT_EQ(Allocations::made > before, isFirst || !MemoryPool::isOn);
+      for (void* const block : blocks) MemoryPool::blockDel(block, 40);
+      EXPECT_EQ(MemoryPool::idleBytes() >= blocks.size() * 40, MemoryPool::isOn);
+    });
+  }
+}
+
+}  // namespace
