@@ -30,7 +30,7 @@ class VFPtrInterface {
   ~VFPtrInterface() = default;
 
   void referenceAdd() const noexcept {
-    if (threadSafePointers_) {
+    if (threadSafePointers_) [[unlikely]] {
       references_.fetch_add(1, std::memory_order_relaxed);
     } else {
       references_.store(references() + 1, std::memory_order_relaxed);
@@ -40,13 +40,14 @@ class VFPtrInterface {
   /// Takes one reference away. Returns whether it was the last.
   bool referenceDrop() const noexcept {
     U32 before;
-    if (threadSafePointers_) {
+    if (threadSafePointers_) [[unlikely]] {
       before = references_.fetch_sub(1, std::memory_order_acq_rel);
     } else {
       before = references();
       references_.store(before - 1, std::memory_order_relaxed);
     }
-    if (before != 1) return false;
+    if (before != 1) [[likely]]
+      return false;
     references_.store(beingDestroyed, std::memory_order_relaxed);
     return true;
   }

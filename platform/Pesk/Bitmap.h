@@ -1,7 +1,11 @@
 #pragma once
 
+#include <algorithm>
+#include <bit>
+#include <cstddef>
 #include <vector>
 
+#include "Kiv/Exception.h"
 #include "Kiv/Integers.h"
 #include "Kiv/PtrInterface.h"
 #include "Pesk/HBitmap.h"
@@ -41,6 +45,7 @@ class Bitmap : public Kiv::PtrInterface {
 
  private:
   static constexpr U32 wordBits = 64;
+  static constexpr U64 allBits = ~U64{0};
 
   void checkRange(U32 first, U32 last) const;
   template <class Change>
@@ -54,5 +59,62 @@ class Bitmap : public Kiv::PtrInterface {
   /// Bit b of word w is set while word 64 w + b of `words_` has a clear bit.
   std::vector<U64> wordsWithClear_;
 };
+
+inline void Bitmap::checkRange(U32 first, U32 last) const {
+  if (first < 1 || last > size_ || first > U64{size_} + 1) [[unlikely]] {
+    Kiv::throwRangeException("Bitmap range outside 1 to size not allowed");
+  }
+}
+
+inline U32 Bitmap::findClearBitInRange(U32 first, U32 last,
+                                       HBitmap::IndexPreference /*preference*/) const {
+  checkRange(first, last);
+  if (last < first) return 0;
+  U32 word = (first - 1) / wordBits;
+  U64 clear = ~words_[word] & allBits << (first - 1) % wordBits;
+  if (clear == 0) {
+    // Not in the word that `first` is in: on to the next word with a clear bit.
+    ++word;
+    std::size_t group = word / wordBits;
+    if (group >= wordsWithClear_.size()) return 0;
+    U64 candidates = wordsWithClear_[group] & allBits << word % wordBits;
+    while (candidates == 0) {
+      if (++group == wordsWithClear_.size()) return 0;
+      candidates = wordsWithClear_[group];
+    }
+    word = static_cast<U32>(group * wordBits) + static_cast<U32>(std::countr_zero(candidates));
+    clear = ~words_[word];
+  }
+  U32 const index = word * wordBits + static_cast<U32>(std::countr_zero(clear)) + 1;
+  return index <= last ? index : 0;
+}
+
+template <class Change>
+void Bitmap::changeRange(U32 first, U32 last, Change change) {
+  checkRange(first, last);
+  for (U64 bit = first - 1; bit < last;) {
+    std::size_t const word = bit / wordBits;
+    auto const from = static_cast<U32>(bit % wordBits);
+    auto const count = static_cast<U32>(std::min<U64>(wordBits - from, last - bit));
+    change(words_[word], allBits >> (wordBits - count) << from);
+    U64 const mark = U64{1} << word % wordBits;
+    U64& group = wordsWithClear_[word / wordBits];
+    group = words_[word] == allBits ? group & ~mark : group | mark;
+    bit += count;
+  }
+}
+
+inline void Bitmap::setBitsInRange(U32 first, U32 last) {
+  changeRange(first, last, [](U64& word, U64 bits) { word |= bits; });
+}
+
+inline void Bitmap::clearBitsInRange(U32 first, U32 last) {
+  changeRange(first, last, [](U64& word, U64 bits) { word &= ~bits; });
+}
+
+inline bool Bitmap::bitIsSet(U32 index) const {
+  checkRange(index, index);
+  return (words_[(index - 1) / wordBits] >> (index - 1) % wordBits & 1U) != 0;
+}
 
 }  // namespace Pesk
