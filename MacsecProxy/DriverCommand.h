@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstddef>
@@ -44,10 +43,7 @@ class DriverCommand {
   }
 
   /// The whole buffer.
-  char const* buffer() noexcept {
-    std::fill(end_, buffer_.data() + buffer_.size(), '\0');
-    return buffer_.data();
-  }
+  char const* buffer() const noexcept { return buffer_.data(); }
 
  private:
   char* limit() noexcept { return buffer_.data() + buffer_.size() - 1; }
@@ -62,8 +58,7 @@ class DriverCommand {
     end_ = at + text.copy(at, static_cast<std::size_t>(limit() - at));
   }
 
-  /// Filled up to `end_`.
-  std::array<char, bufferLength> buffer_;
+  std::array<char, bufferLength> buffer_{};
   char* end_;
 };
 
