@@ -177,14 +177,18 @@ void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
   // Whoever registers from here on stands behind `end`.
   std::size_t const end = places_.size();
   if (delivery.order_ == Delivery::Order::registration) [[likely]] {
-    for (std::size_t place = 0; (place = nextFor(group, place, end)) < end; ++place) {
+    for (std::size_t place = 0; place < end; ++place) {
+      if (!isFor(group, places_[place])) {
+        place = nextFor(group, place, end);
+        if (place == end) break;
+      }
       tell(places_[place]);
     }
   } else {
     Delivery::Walk walk = delivery.walk(end);
     for (std::size_t step = 0; step < end; ++step) {
-      std::size_t const place = walk.next();
-      if (nextFor(group, place, place + 1) == place) tell(places_[place]);
+      Place const& place = places_[walk.next()];
+      if (isFor(group, place)) tell(place);
     }
   }
   delivery.told_ = nullptr;
