@@ -128,7 +128,8 @@ void SimulatedAgent::perform(Step const& step, bool isJudged) {
     ledger.disturbed |= isStarting || isAccess(step.text);
   }
   ledger.disturbed |= failed_ || isMeddling(step.text);
-  if (!heard && wasRunning == isRunning() && !isStarting && !isAccess(step.text)) {
+  if (!heard && !ledger.disturbed && wasRunning == isRunning() && !isStarting &&
+      !isAccess(step.text)) {
     require(driver_.log().empty(), "a no-op change sends nothing", step.text);
   }
   if (wasInLine && isRunning() && step.fault != Fault::allocation) {
