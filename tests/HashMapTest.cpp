@@ -93,6 +93,24 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
   }
 }
 
+/// However many members there are before and behind a hole, none of them is missed or met twice.
+TEST(HashMap, AWalkSeeksAcrossAHole) {
+  IntfId const b("b"), wanted("b.1");
+  for (U32 hole = 0; hole < 100; ++hole) {
+    Kiv::HashMap<IntfId, U32> map;
+    auto const key = [](U32 number) { return IntfId(fmt::format("a.{}", number).c_str()); };
+    for (U32 number = 0; number < 150; ++number) {
+      if (number == 100) map.valueIs(wanted, 1000);
+      map.valueIs(key(number), number);
+    }
+    map.valueDel(key(hole));
+    auto walk = map.iteratorConst();
+    ASSERT_TRUE(walk.seek(Velto::SubIntfId::groupOf(b)) && walk.key() == wanted) << hole;
+    ASSERT_TRUE(walk.value() == 1000 && (++walk).value() == 100) << hole;
+    ASSERT_FALSE(walk.seek(Velto::SubIntfId::groupOf(b))) << hole;
+  }
+}
+
 TEST(HashMap, AWalkEndsWithItsCollection) {
   auto map = std::make_unique<Kiv::HashMap<U32, U32>>();
   map->valueIs(1, 1);
