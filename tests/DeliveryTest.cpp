@@ -184,13 +184,18 @@ class Hearer : public Config::NotifieeConst {
     isRegisteredNotifieeIs(true);
     hasNotificationActiveIs(true);
   }
-  void onProxyConfig(IntfId key) override { heard += key.stringValue().charPtr() + " "s; }
+  void onProxyConfig(IntfId key) override {
+    heard += key.stringValue().charPtr() + " "s;
+    if (key == tracesFrom) Kiv::Trace::levelIs("Any", 3, true);
+  }
 
   std::string heard;
+  /// The key at which it switches a trace level on.
+  IntfId tracesFrom;
 };
 
 TEST(Delivery, AnInterestInAGroupOfKeysWhileNothingIsTraced) {
-  inBothOrders([](bool) {
+  inBothOrders([](bool reverse) {
     Kiv::TraceHandle const handle("Any", false);
     auto const config = Config::ConfigIs();
     auto const everything = Kiv::makeNew<Hearer>(config, Kiv::everyGroup);
@@ -210,6 +215,10 @@ TEST(Delivery, AnInterestInAGroupOfKeysWhileNothingIsTraced) {
     EXPECT_EQ(change(), all + '|' + all + '|' + all);
     Kiv::Trace::levelIs("Any", 3, false);
     EXPECT_EQ(change(), all + "|a.1 a.1 |a a ");
+    everything->tracesFrom = IntfId("b.1");
+    std::string const from = (reverse ? "" : "b.1 ") + "a.1.2 a a.1 b.1 a.1.2 "s;
+    EXPECT_EQ(change(), all + "|a.1 " + from + "|a " + from);
+    Kiv::Trace::levelIs("Any", 3, false);
   });
 }
 

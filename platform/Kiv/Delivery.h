@@ -159,7 +159,9 @@ template <auto slot, class Key>
 void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
                            std::exception_ptr& first) noexcept {
   using Notifiee = typename SlotOf<decltype(slot)>::NotifieeType;
-  U32 const group = Trace::isAnythingOn() ? everyGroup : groupOf(key);
+  // Asked again after each notifiee, which may have switched a trace level.
+  auto const groupToTell = [key] { return Trace::isAnythingOn() ? everyGroup : groupOf(key); };
+  U32 group = groupToTell();
   auto const tell = [&](Place const& place) {
     if (change <= place.deafUntil) return;
     PtrInterface::NotifieeConst* const notifiee = place.notifiee;
@@ -172,6 +174,7 @@ void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
     }
     if (delivery.told_ == nullptr) [[unlikely]]
       notifiee->referenceDel();
+    group = groupToTell();
   };
   delivering_ = true;
   // Whoever registers from here on stands behind `end`.
