@@ -116,7 +116,7 @@ void MacsecProxyIntfSm::handleInitialized() {
   trace(__LINE__, "handleInitialized", intfId_,
         " void MacsecProxy::MacsecProxyIntfSm::handleInitialized()");
   macsecTagIs(0, 4094, Pesk::HBitmap::BitState::clear);
-  U32 const own = Velto::SubIntfId::groupOf(intfId_);
+  U32 const own = Velto::SubIntfId::groupOfSubIntfs(intfId_);
   for (auto walk = status_->proxySubIntfStatus().iteratorConst(); walk.seek(own); ++walk) {
     deleteProxySubIntfStatus(walk.key());
   }
@@ -133,14 +133,10 @@ void MacsecProxyIntfSm::cleanup() {
 }
 
 void MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId intfId) {
-  // A machine that ignores a key does no more than this.
-  if (isTraced() || Velto::SubIntfId::parentIntfId(intfId) == intfId_) handleOwnProxyConfig(intfId);
-}
-
-void MacsecProxyIntfSm::handleOwnProxyConfig(Velto::IntfId intfId) {
   trace(__LINE__, "handleProxyConfig", intfId_,
         " void MacsecProxy::MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId): ", intfId);
   if (Velto::SubIntfId::parentIntfId(intfId) != intfId_) return;
+  // Fetched ahead, as in `prefetch`.
   status_->proxySubIntfStatus().prefetch(intfId);
   dynDot1qEncap_->encap().prefetch(intfId);
   proxySubIntf_.prefetch(intfId);
@@ -158,7 +154,7 @@ void MacsecProxyIntfSm::handleProxyConfig() {
         " void MacsecProxy::MacsecProxyIntfSm::handleProxyConfig()");
   Kiv::Ptr<Config const> const configuration = config();
   if (!configuration) return;
-  U32 const own = Velto::SubIntfId::groupOf(intfId_);
+  U32 const own = Velto::SubIntfId::groupOfSubIntfs(intfId_);
   for (auto walk = configuration->proxyConfig().iteratorConst(); walk; ++walk) {
     if (!isTraced() && !walk.seek(own)) break;
     handleProxyConfig(walk.key());
@@ -292,7 +288,7 @@ void MacsecProxyIntfSm::doUpdateDmaMacsecProxyClient(Velto::IntfId proxyIntfId,
   send(command);
 }
 
-void MacsecProxyIntfSm::send(DriverCommand& command) {
+void MacsecProxyIntfSm::send(DriverCommand const& command) {
   // Held for the call.
   Kiv::Ptr<Pesk::IoctlDrvInterface> const channel = ioctlDrvInterface_;
   channel->doIoctl(command.buffer(), DriverCommand::bufferLength, 0, 1, 0);

@@ -41,7 +41,7 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
   class MACSECPROXY_LOCAL KivConfig final : public Reactor<Config, MacsecProxyIntfSm> {
    public:
     KivConfig(Kiv::Ptr<Config const> const& entity, MacsecProxyIntfSm* owner)
-        : Reactor(entity, owner, Velto::SubIntfId::groupOf(owner->intfId())) {}
+        : Reactor(entity, owner, Velto::SubIntfId::groupOfSubIntfs(owner->intfId())) {}
 
     void onProxyConfig(Velto::IntfId proxySubIntfId) override {
       if (auto* const owner = listener()) owner->handleProxyConfig(proxySubIntfId);
@@ -210,7 +210,6 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
       Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface,
       Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir);
 
-  [[gnu::noinline]] MACSECPROXY_LOCAL void handleOwnProxyConfig(Velto::IntfId intfId);
   /// `addProxySubIntfStatus` with the sub-interface's configuration, null when there is none.
   MACSECPROXY_LOCAL void bringIntoService(Velto::IntfId proxySubIntfId,
                                           Velto::IntfId patchSubIntfId,
@@ -218,7 +217,7 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
   /// Has the processor fetch what the steps to come look up: in large tables, waiting for memory
   /// takes longer than the steps themselves.
   MACSECPROXY_LOCAL void prefetch(Velto::IntfId patchSubIntfId, Velto::IntfId clientIntfId) const;
-  MACSECPROXY_LOCAL void send(DriverCommand& command);
+  MACSECPROXY_LOCAL void send(DriverCommand const& command);
 
   // The order is a promise: references are released in the reverse of it.
   Velto::IntfId const intfId_;

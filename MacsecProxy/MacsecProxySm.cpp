@@ -172,8 +172,8 @@ void MacsecProxySm::handleInitialized() {
     for (auto walk = status_->proxySubIntfStatus().iteratorConst(); walk; ++walk) {
       if (configuration->proxyConfigHas(walk.key())) continue;
       Kiv::checkConsistency(dynDot1qEncap_ != nullptr, "dynDot1qEncap");
-      traceRemoval(__LINE__, walk.key());
       Velto::IntfId const patchSubIntfId = walk.value()->patchSubIntfId();
+      traceRemoval(__LINE__, walk.key());
       dynDot1qEncap_->encapDel(walk.key());
       dynDot1qEncap_->encapDel(patchSubIntfId);
       status_->proxySubIntfStatusDel(walk.key());

@@ -18,7 +18,7 @@ MACSECPROXY_LOCAL extern std::atomic<U32> traceLevels;
 /// The level of every trace point.
 constexpr U32 traceLevel = 8;
 
-/// Whether trace points write; also before the first one, which finds out.
+/// Whether trace points write. True until the first one has made the handle.
 inline bool isTraced() noexcept {
   return (traceLevels.load(std::memory_order_relaxed) >> traceLevel & 1U) != 0;
 }

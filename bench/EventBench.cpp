@@ -100,7 +100,7 @@ void registerGrowths(bool warm) {
                  [=](benchmark::State& state, double all) {
                    event<LibraryProgram>(state, ports, static_cast<U32>(all) / ports, warm);
                  });
-  // An event is two changes, each of which every machine is told of.
+  // An event is two changes; each passes over the registration of every machine but one.
   registerGrowth({.name = name + "ports with 10 on each, a change",
                   .unit = "ns a machine",
                   .per = 2,

@@ -20,7 +20,8 @@ struct Configured {
   Program program;
 };
 
-/// What is allocated from the heap now, with the allocator's own overhead, and used.
+/// What is in use of the heap now, the allocator's own overhead included and the pool's idle blocks
+/// left out.
 double heapBytes() {
   struct mallinfo2 const heap = mallinfo2();
   return static_cast<double>(heap.uordblks) + static_cast<double>(heap.hblkhd) -

@@ -20,7 +20,8 @@ using Kiv::Delivery, Kiv::Ptr, MacsecProxy::Config, Velto::IntfId;
 /// A notifiee whose registration anybody may move.
 class Notifiee : public Config::NotifieeConst {
  public:
-  explicit Notifiee(Ptr<Config> const& config) {
+  explicit Notifiee(Ptr<Config> const& config, U32 interest = Kiv::everyGroup) {
+    interestIs(interest);
     watch(config);
     isRegisteredNotifieeIs(true);
     hasNotificationActiveIs(true);
@@ -176,14 +177,10 @@ TEST(Delivery, ToldToTheLetter) {
 }
 
 /// Writes down the keys that it is told of.
-class Hearer : public Config::NotifieeConst {
+class Hearer : public Notifiee {
  public:
-  Hearer(Ptr<Config> const& config, U32 interest) {
-    interestIs(interest);
-    notifierIs(config);
-    isRegisteredNotifieeIs(true);
-    hasNotificationActiveIs(true);
-  }
+  using Notifiee::Notifiee;
+
   void onProxyConfig(IntfId key) override {
     heard += key.stringValue().charPtr() + " "s;
     if (key == tracesFrom) Kiv::Trace::levelIs("Any", 3, true);
@@ -199,8 +196,8 @@ TEST(Delivery, AnInterestInAGroupOfKeysWhileNothingIsTraced) {
     Kiv::TraceHandle const handle("Any", false);
     auto const config = Config::ConfigIs();
     auto const everything = Kiv::makeNew<Hearer>(config, Kiv::everyGroup);
-    auto const ofA = Kiv::makeNew<Hearer>(config, Velto::SubIntfId::groupOf(IntfId("a")));
-    auto const ports = Kiv::makeNew<Hearer>(config, Velto::SubIntfId::groupOf(IntfId()));
+    auto const ofA = Kiv::makeNew<Hearer>(config, Velto::SubIntfId::groupOfSubIntfs(IntfId("a")));
+    auto const ports = Kiv::makeNew<Hearer>(config, Velto::SubIntfId::groupOfSubIntfs(IntfId()));
     auto const change = [&] {
       for (char const* key : {"a", "a.1", "b.1", "a.1.2"}) config->proxyConfigDel(IntfId(key));
       for (char const* key : {"a", "a.1", "b.1", "a.1.2"}) {

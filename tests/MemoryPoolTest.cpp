@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <barrier>
 #include <cstddef>
 #include <random>
 
@@ -49,17 +50,41 @@ TEST(MemoryPool, GeneratedHistoryOfBlocksThatChangeThreads) {
   }
 }
 
-TEST(MemoryPool, BlocksOfEndedThreadsServeOthers) {
-  for (bool const isFirst : {true, false}) {
+TEST(MemoryPool, BlocksGivenBackElsewhereServeAgain) {
+  std::vector<void*> blocks(10000);
+  std::size_t made = 0;
+  for (int turn = 0; turn < 2; ++turn) {
+    // One that takes, one that only gives back.
     inThreads(1, [&](std::size_t) {
-      std::vector<void*> blocks(10000);
       std::size_t const before = Allocations::made;
       for (void*& block : blocks) block = MemoryPool::blockIs(40);
-      EXPECT_EQ(Allocations::made > before, isFirst || !MemoryPool::isOn);
+      made = Allocations::made - before;
+    });
+    inThreads(1, [&](std::size_t) {
       for (void* const block : blocks) MemoryPool::blockDel(block, 40);
       EXPECT_EQ(MemoryPool::idleBytes() >= blocks.size() * 40, MemoryPool::isOn);
     });
   }
+  EXPECT_EQ(made, MemoryPool::isOn ? 0 : blocks.size());
+  made = 0;
+  // And with both of them alive, what one makes and the other lets go is not made again and again.
+  std::barrier<> bothAreThrough(2);
+  inThreads(2, [&](std::size_t thread) {
+    for (int turn = 0; turn < 10; ++turn) {
+      std::size_t const before = Allocations::made;
+      for (void*& block : blocks) {
+        if (thread == 0) block = MemoryPool::blockIs(40);
+      }
+      if (thread == 0) made += Allocations::made - before;
+      bothAreThrough.arrive_and_wait();
+      for (void* const block : blocks) {
+        if (thread == 1) MemoryPool::blockDel(block, 40);
+      }
+      bothAreThrough.arrive_and_wait();
+    }
+  });
+  // The blocks of one turn and a few more, a chunk each 64 of them.
+  EXPECT_EQ(made < 300, MemoryPool::isOn);
 }
 
 }  // namespace

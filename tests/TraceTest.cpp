@@ -87,7 +87,9 @@ TEST(Trace, RecordsReachTheSinkInForce) {
 
 /// What a fresh process makes of its environment, on standard error.
 [[noreturn]] void report() {
+  bool const before = Trace::isAnythingOn();
   TraceHandle const alpha("Alpha", false), beta("Beta", false);
+  std::cerr << before << Trace::isAnythingOn() << ' ';
   Trace::levelIs("Late", 9, true);
   std::cerr << levelsOf(alpha) << levelsOf(beta) << levelsOf(TraceHandle("Late", false)) << '\n';
   if (auto const helper = TraceHelper::createIfEnabled(alpha, 8)) {
@@ -107,11 +109,11 @@ TEST(TraceDeathTest, EnvironmentOfAnyHost) {
                   "FACILITY/* (levels 0 to 9); left out\n";
   }
   std::pair<std::string, std::string> const cases[] = {
-      {"", "||9|\n"},
-      {"Alpha/8", "8||9|\nAlpha/8 File:3 function: text\n"},
-      {"*/0-3,Alpha/5", "01235|0123|01239|\n"},
-      {"Alpha/0,*/9,Alpha/7-7,Beta/*", "079|0123456789|9|\n"},
-      {wrong + "Beta/6", complaints + "|6|9|\n"},
+      {"", "10 ||9|\n"},
+      {"Alpha/8", "11 8||9|\nAlpha/8 File:3 function: text\n"},
+      {"*/0-3,Alpha/5", "11 01235|0123|01239|\n"},
+      {"Alpha/0,*/9,Alpha/7-7,Beta/*", "11 079|0123456789|9|\n"},
+      {wrong + "Beta/6", complaints + "11 |6|9|\n"},
   };
   for (auto const& [variable, said] : cases) {
     ASSERT_EQ(setenv("KIV_TRACE", variable.c_str(), 1), 0);

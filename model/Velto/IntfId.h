@@ -38,9 +38,10 @@ class IntfId {
   Kiv::String const& stringValue() const noexcept;
 
   U32 hash() const noexcept { return number_ * 0x9E3779B1U; }
-  /// The group of keys that it belongs to: that of the sub-interfaces of one parent.
+  /// The group that it is in as a key: one for each parent, 0 for those without.
   U32 group() const noexcept { return parent_ != unknown ? parent_ : lookUpParent(); }
-  /// Whether `group()` may be `group`, 1 or 0: nothing is looked up.
+  /// 1 when `group()` may be `group`, 0 when it is not. Looks nothing up; a number, so that many
+  /// are joined without a branch.
   U32 mayBeIn(U32 group) const noexcept {
     return static_cast<U32>(parent_ == group) | static_cast<U32>(parent_ == unknown);
   }
@@ -59,7 +60,7 @@ class IntfId {
  private:
   friend class SubIntfId;
 
-  /// Stands for a parent that was not looked up yet.
+  /// Stands for a parent that has to be looked up.
   static constexpr U32 unknown = ~U32{0};
 
   constexpr IntfId(U32 number, U32 parent) noexcept : number_(number), parent_(parent) {}

@@ -13,8 +13,8 @@ class SubIntfId {
     return IntfId(subIntfId.group(), IntfId::unknown);
   }
 
-  /// The group of keys that the sub-interfaces of `intfId` are, `IntfId::group`.
-  static U32 groupOf(IntfId intfId) noexcept { return intfId.number_; }
+  /// The group that the sub-interfaces of `intfId` are in, `IntfId::group`.
+  static U32 groupOfSubIntfs(IntfId intfId) noexcept { return intfId.number_; }
 };
 
 }  // namespace Velto

@@ -22,7 +22,8 @@ namespace Kiv {
 /// thread, since a thread owns the entities that it changes.
 ///
 ///  - A change is delivered as it is made, to each notifiee that is registered and active when it
-///    is made, exactly once, one handler at a time, before the changing call returns.
+///    is made and has an interest in the key, exactly once, one handler at a time, before the
+///    changing call returns.
 ///  - A change made from inside a handler is delivered after the deliveries made before it are
 ///    complete.
 ///  - A notifiee is told of a key while the collection is, at that key, in the state that the
@@ -137,7 +138,8 @@ class Delivery {
   /// Set while a handler runs: the notifiee that is being told. The loop that calls the handler
   /// sees from a null that the last reference to it has become the delivery's.
   PtrInterface::NotifieeConst* told_ = nullptr;
-  /// The collection and the key of a change that was delivered without being posted, while it is.
+  /// The collection and the key of the change that is being delivered without having been posted;
+  /// null while there is none.
   void const* begun_ = nullptr;
   U64 begunKeyBits_ = 0;
   /// Changes still to deliver, from `next_` on.
@@ -180,11 +182,8 @@ void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
   // Whoever registers from here on stands behind `end`.
   std::size_t const end = places_.size();
   if (delivery.order_ == Delivery::Order::registration) [[likely]] {
-    for (std::size_t place = 0; place < end; ++place) {
-      if (!isFor(group, places_[place])) {
-        place = nextFor(group, place, end);
-        if (place == end) break;
-      }
+    for (std::size_t place = nextFor(group, 0, end); place < end;
+         place = nextFor(group, place + 1, end)) {
       tell(places_[place]);
     }
   } else {
@@ -201,7 +200,8 @@ void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
 
 template <auto slot, class Key>
 void Delivery::deliver(PtrInterface const& entity, Undelivered<Key>& undelivered, Key key) {
-  static_assert(std::is_trivially_copyable_v<Key> && sizeof(Key) <= sizeof(U64));
+  static_assert(std::is_trivially_copyable_v<Key> &&
+                (sizeof(Key) == sizeof(U32) || sizeof(Key) == sizeof(U64)));
 
   running_ = true;
   begun_ = &undelivered;

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <type_traits>
 #include <utility>
 
@@ -32,8 +33,8 @@ U32 hashOf(Key const& key) noexcept {
 ///    defined: a member added later is visited, a removed one that was not reached is skipped, and
 ///    the key of the member a walk stands on stays readable after its removal;
 ///  - finding, inserting and removing cost a constant number of steps, averaged over many calls; a
-///    step of a walk is an increment while nothing is removed, and passes over up to 64 removed
-///    members at once;
+///    step of a walk is an increment, but for one in a thousand, while nothing is removed, and
+///    passes over up to 64 removed members at once;
 ///  - insertion either succeeds or raises `std::bad_alloc` and changes nothing; nothing else
 ///    raises;
 ///  - a reference to a value is valid until the next insertion or removal.
@@ -53,14 +54,16 @@ U32 hashOf(Key const& key) noexcept {
 /// end to a search, so that a removal moves nothing; it may be taken again, and at the next move
 /// all members are entered anew. Between two moves there are no more insertions than places, so
 /// three slots of five stay fresh, and a search soon meets one. Where no search goes on behind a
-/// slot that is left, it is fresh again, and if its member was the newest, the place too.
+/// slot that is left, it is fresh again, and if its member was the newest and nobody walks, the
+/// place is free too. The arrays never shrink; after `clear` they are given back with the next
+/// insertion.
 template <class Key, class Value>
 class HashMap {
  public:
   using KeyType = Key;
   using ValueType = Value;
 
-  /// What there is of one member.
+  /// A key with its value, for hosts that name the type; the collection keeps the two apart.
   struct Member {
     Key key;
     Value value;
@@ -94,11 +97,12 @@ class HashMap {
     return place != none ? &values_[place] : nullptr;
   }
 
+  /// The same, to be changed in place; that is neither an insertion nor a removal.
+  Value* find(Key key) noexcept { return const_cast<Value*>(std::as_const(*this).find(key)); }
+
   /// Has the processor fetch what a search for `key` looks at first. Pays where several searches in
   /// large collections follow.
   void prefetch(Key key) const noexcept { __builtin_prefetch(slots_.get() + homeOf(hashOf(key))); }
-
-  Value* find(Key key) noexcept { return const_cast<Value*>(std::as_const(*this).find(key)); }
 
   /// Inserts `key`, or overwrites the value of an existing member. Raises `std::bad_alloc`.
   void valueIs(Key key, Value value) {
@@ -151,6 +155,9 @@ class HashMap {
 
  private:
   static constexpr U32 none = ~U32{0};
+  /// What the slots can count.
+  static constexpr U32 mostMembers = none / 5 * 2;
+  /// Arrays double up to here and grow by half above.
   static constexpr U32 fewMembers = 1024;
   /// Slots without a member: one that never had one since the last move, and one that has been
   /// left. Their low bits are a place that is never in use.
@@ -183,6 +190,7 @@ class HashMap {
 
   void enterIndex(U32 hash, U32 place) noexcept {
     U32 slot = homeOf(hash);
+    // Fresh and used slots differ in the highest bit alone.
     while ((slots_[slot] | ~usedSlot) != freshSlot) slot = after(slot);
     slots_[slot] = hash << placeBits_ | place;
   }
@@ -193,6 +201,7 @@ class HashMap {
       moveTo(keys_.get(), values_.get());
     } else {
       U32 const room = room_ < 8 ? 8 : room_ < fewMembers ? 2 * room_ : room_ + room_ / 2;
+      if (room > mostMembers) throw std::bad_alloc();
       U32 const slotCount = 2 * room + room / 2;
       auto keys = std::make_unique<Key[]>(room);
       auto values = std::make_unique<Value[]>(room);
@@ -289,7 +298,7 @@ class HashMap<Key, Value>::IteratorConst {
 
   /// Steps on to the next member whose key is in `group`; stays where it is when it stands on one.
   /// Returns whether it found one, as opposed to the end. Passing over a member costs a fraction of
-  /// a step.
+  /// a step. REQUIRES: `group` is not `everyGroup`.
   bool seek(U32 group) noexcept {
     while (at_ != nullptr && groupOf(*at_) != group) {
       while (last_ - at_ > keysAtOnce && !isAnyInGroup<keysAtOnce>(at_ + 1, group)) {
@@ -303,6 +312,7 @@ class HashMap<Key, Value>::IteratorConst {
  private:
   friend class HashMap;
 
+  /// How many keys `seek` looks at in one go, with a few vector instructions.
   static constexpr std::ptrdiff_t keysAtOnce = 32;
   /// Members that stand side by side are counted up to here, so that a step stays a short one.
   static constexpr U32 longRun = 1024;

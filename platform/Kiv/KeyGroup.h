@@ -20,8 +20,8 @@ U32 groupOf(Key const& key) noexcept {
   }
 }
 
-/// Whether one of `count` keys may be in a group: a quick look at many of them. Keys bring their
-/// own `mayBeIn()`.
+/// Whether one of `count` keys may be in a group: a quick look at many of them. False: none is.
+/// Keys bring their own `mayBeIn()`.
 template <std::size_t count, class Key>
 bool isAnyInGroup(Key const* keys, U32 group) noexcept {
   if constexpr (requires { keys->mayBeIn(group); }) {

@@ -9,60 +9,101 @@ namespace Kiv {
 
 namespace {
 
-constexpr std::size_t step = 16, classes = 8, blocksInChunk = 64;
+/// Chunks are of 1 to 8 KiB. A thread keeps up to two lists of `most` idle blocks of a size: with
+/// one, it would hand over and take back in turn whenever its number is about that.
+constexpr std::size_t step = 16, classes = 8, blocksInChunk = 64, most = 1024;
 
 /// A block that nobody uses.
 struct Idle {
   Idle* next;
+  /// Of the first of a list that was handed over: that of another such list.
+  Idle* nextList;
 };
-using IdleBlocks = std::array<Idle*, classes>;
+static_assert(sizeof(Idle) <= step);
+
+struct Own {
+  Idle* first = nullptr;
+  std::size_t size = 0;
+  /// Another list, full; null when there is none.
+  Idle* full = nullptr;
+};
 
 /// Small enough for every thread's static block, as in `Delivery::ofThisThread`, and without a
 /// destructor, so that reaching it takes no call.
-[[gnu::tls_model("initial-exec")]] constinit thread_local IdleBlocks ownBlocks{};
+[[gnu::tls_model("initial-exec")]] constinit thread_local std::array<Own, classes> ownBlocks{};
+/// Whether the thread is ending and has handed over what it had.
+[[gnu::tls_model("initial-exec")]] constinit thread_local bool hasLeft = false;
 
-/// What ended threads have left.
-struct Orphans {
+/// The lists that threads have handed over.
+struct HandedOver {
   std::mutex mutex;
-  IdleBlocks blocks{};
-
-  /// Never destroyed: objects come and go while static objects do.
-  static Orphans& instance() {
-    static auto* const orphans = new Orphans;
-    return *orphans;
-  }
+  std::array<Idle*, classes> lists{};
 };
+constinit HandedOver handedOver;
+
+void handOver(std::size_t sizeClass, Idle* list) noexcept {
+  if (list == nullptr) return;
+  std::lock_guard const lock(handedOver.mutex);
+  list->nextList = std::exchange(handedOver.lists[sizeClass], list);
+}
 
 /// Leaves a thread's blocks to the others when it ends.
 struct Leaving {
   ~Leaving() {
-    Orphans& orphans = Orphans::instance();
-    std::lock_guard const lock(orphans.mutex);
     for (std::size_t c = 0; c < classes; ++c) {
-      while (Idle* const block = ownBlocks[c]) {
-        ownBlocks[c] = std::exchange(block->next, std::exchange(orphans.blocks[c], block));
-      }
+      Own const own = std::exchange(ownBlocks[c], {});
+      handOver(c, own.first);
+      handOver(c, own.full);
     }
+    hasLeft = true;
   }
 };
+
+/// Has the calling thread leave its blocks when it ends.
+void leaveAtEnd() {
+  thread_local Leaving leaving;
+  static_cast<void>(leaving);
+}
 
 constexpr std::size_t classOf(std::size_t size) { return (size - 1) / step; }
 
 /// Gives the thread blocks of a class, of which it has none.
 [[gnu::noinline]] void refill(std::size_t sizeClass) {
-  thread_local Leaving leaving;
-  static_cast<void>(leaving);
-  Orphans& orphans = Orphans::instance();
-  {
-    std::lock_guard const lock(orphans.mutex);
-    ownBlocks[sizeClass] = std::exchange(orphans.blocks[sizeClass], nullptr);
+  if (!hasLeft) leaveAtEnd();
+  Own& own = ownBlocks[sizeClass];
+  if (own.full != nullptr) {
+    own = {own.full, most, nullptr};
+    return;
   }
-  if (ownBlocks[sizeClass] != nullptr) return;
+  {
+    std::lock_guard const lock(handedOver.mutex);
+    own.first = handedOver.lists[sizeClass];
+    if (own.first != nullptr) handedOver.lists[sizeClass] = own.first->nextList;
+  }
+  if (own.first != nullptr) {
+    for (Idle const* block = own.first; block != nullptr; block = block->next) ++own.size;
+    return;
+  }
   std::size_t const size = (sizeClass + 1) * step;
   auto* const chunk = static_cast<std::byte*>(::operator new(blocksInChunk* size));
   // The last one first, so that they are used in the order of their addresses.
   for (std::size_t block = blocksInChunk; block-- > 0;) {
-    ownBlocks[sizeClass] = new (chunk + block * size) Idle{ownBlocks[sizeClass]};
+    own.first = new (chunk + block * size) Idle{own.first, nullptr};
+  }
+  own.size = blocksInChunk;
+}
+
+/// Makes sure that the thread's list, empty or full, may take one more block.
+[[gnu::noinline]] void makeRoom(std::size_t sizeClass) noexcept {
+  Own& own = ownBlocks[sizeClass];
+  if (hasLeft) {
+    handOver(sizeClass, own.first);
+    own = {};
+  } else if (own.first == nullptr) {
+    leaveAtEnd();
+  } else {
+    handOver(sizeClass, own.full);
+    own = {nullptr, 0, own.first};
   }
 }
 
@@ -70,10 +111,11 @@ constexpr std::size_t classOf(std::size_t size) { return (size - 1) / step; }
 
 void* MemoryPool::blockIs(std::size_t size) {
   if (!isOn || size > classes * step) return ::operator new(size);
-  Idle*& first = ownBlocks[classOf(size)];
-  if (first == nullptr) [[unlikely]]
+  Own& own = ownBlocks[classOf(size)];
+  if (own.first == nullptr) [[unlikely]]
     refill(classOf(size));
-  return std::exchange(first, first->next);
+  --own.size;
+  return std::exchange(own.first, own.first->next);
 }
 
 void MemoryPool::blockDel(void* block, std::size_t size) noexcept {
@@ -81,15 +123,22 @@ void MemoryPool::blockDel(void* block, std::size_t size) noexcept {
     ::operator delete(block);
     return;
   }
-  Idle*& first = ownBlocks[classOf(size)];
-  first = new (block) Idle{first};
+  Own& own = ownBlocks[classOf(size)];
+  if (own.size % most == 0) [[unlikely]]
+    makeRoom(classOf(size));
+  own.first = new (block) Idle{own.first, nullptr};
+  ++own.size;
+  if (hasLeft) [[unlikely]]
+    makeRoom(classOf(size));
 }
 
 std::size_t MemoryPool::idleBytes() noexcept {
   std::size_t bytes = 0;
+  std::lock_guard const lock(handedOver.mutex);
   for (std::size_t c = 0; c < classes; ++c) {
-    for (Idle const* block = ownBlocks[c]; block != nullptr; block = block->next) {
-      bytes += (c + 1) * step;
+    bytes += (ownBlocks[c].size + (ownBlocks[c].full != nullptr ? most : 0)) * (c + 1) * step;
+    for (Idle const* list = handedOver.lists[c]; list != nullptr; list = list->nextList) {
+      for (Idle const* block = list; block != nullptr; block = block->next) bytes += (c + 1) * step;
     }
   }
   return bytes;

@@ -13,7 +13,8 @@ namespace Kiv {
 ///
 /// A notifiee holds a counted pointer to its notifier, and the notifier's list a plain pointer to
 /// the notifiee; the notifiee takes itself off the list when it is destroyed. It hears a change
-/// when it was registered and active at the time the change was made and has been ever since.
+/// when it was registered and active at the time the change was made and has been ever since, and
+/// has an interest in the key.
 class PtrInterface::NotifieeConst : public PtrInterface {
  public:
   /// The object that acts when this notifiee is told something; null when there is nothing to name.
@@ -49,9 +50,9 @@ class PtrInterface::NotifieeConst : public PtrInterface {
  protected:
   NotifieeConst() noexcept = default;
 
-  /// Wants to be told only of the keys of one group, `groupOf`; of all keys to begin with. It is
-  /// told of the others all the same while anything is traced, so that a trace shows that they came
-  /// by. For keys without groups it has no effect. REQUIRES: the notifiee is not registered.
+  /// Wants to be told only of the keys of one group, `Kiv::groupOf`; of all keys to begin with. It
+  /// is told of the others all the same while anything is traced, so that a trace shows that they
+  /// came by. For keys without groups it has no effect. REQUIRES: the notifiee is not registered.
   void interestIs(U32 group) noexcept { interest_ = group; }
 
   /// Watches `notifier` from now on; null watches nothing. A registration moves along. For derived

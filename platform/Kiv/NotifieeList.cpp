@@ -8,7 +8,7 @@ namespace Kiv {
 
 void NotifieeList::reserve() {
   if (places_.size() < places_.capacity()) return;
-  places_.reserve(std::max(fewHoles, 2 * places_.size()));
+  places_.reserve(std::max(few, 2 * places_.size()));
 }
 
 void NotifieeList::notifieeIs(PtrInterface::NotifieeConst& notifiee, bool hears) noexcept {

@@ -54,7 +54,8 @@ class NotifieeList {
 
  private:
   static constexpr U64 always = ~U64{0};
-  static constexpr std::size_t fewHoles = 16;
+  /// The first room, and how many holes are left alone.
+  static constexpr std::size_t few = 16;
 
   struct Place {
     PtrInterface::NotifieeConst* notifiee;
@@ -76,7 +77,7 @@ class NotifieeList {
   }
 
   void closeHolesIfMany() noexcept {
-    if (holes_ > fewHoles && holes_ > size()) closeHoles();
+    if (holes_ > few && holes_ > size()) closeHoles();
   }
   void closeHoles() noexcept;
 

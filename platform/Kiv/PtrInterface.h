@@ -52,7 +52,8 @@ class PtrInterface : public VFPtrInterface {
     if (referenceDrop()) const_cast<PtrInterface*>(this)->zeroReferencesIs(true);
   }
 
-  /// Memory for an object of the class that `record` counts. Raises `std::bad_alloc`.
+  /// Memory for an object of the class that `record` counts. Raises `std::bad_alloc`. REQUIRES:
+  /// `size` is not 0.
   static void* kivMemAlloc(std::size_t size, AllocTrackTypeInfo& record);
   /// Gives the memory of an object of that size back.
   static void kivMemFree(void* memory, std::size_t size, AllocTrackTypeInfo& record) noexcept;

@@ -99,10 +99,10 @@ void Trace::levelIs(std::string_view facility, U32 level, bool on) {
   U32& enabled =
       switches.byFacility.try_emplace(std::string(facility), switches.of(facility)).first->second;
   enabled = on ? enabled | 1U << level : enabled & ~(1U << level);
+  isAnythingOn_ = switches.isAnythingOn();
   for (TraceHandle* const handle : switches.handles) {
     if (handle->facility() == facility) handle->enabledLevels_ = enabled;
   }
-  isAnythingOn_ = switches.isAnythingOn();
 }
 
 Trace::Sink Trace::sinkIs(Sink sink) {
@@ -115,10 +115,10 @@ TraceHandle::TraceHandle(char const* facility, bool flag, std::atomic<U32>& enab
     : facility_(facility), enabledLevels_(enabledLevels) {
   Switches& switches = Switches::instance();
   std::lock_guard const lock(switches.mutex);
-  switches.handles.push_back(this);
   if (flag) switches.byFacility.insert_or_assign(std::string(facility_), everyLevel);
-  enabledLevels_ = switches.of(facility_);
+  switches.handles.push_back(this);
   Trace::isAnythingOn_ = switches.isAnythingOn();
+  enabledLevels_ = switches.of(facility_);
 }
 
 TraceHandle::~TraceHandle() {

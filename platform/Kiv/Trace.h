@@ -42,8 +42,8 @@ class Trace {
   /// error. Returns the sink used until then, empty for the default.
   static Sink sinkIs(Sink sink);
 
-  /// Whether any level of any facility is on. Also before the first facility has its handle, which
-  /// finds out what the environment says.
+  /// Whether any level of any facility is on. True until the first handle, or the first `levelIs`,
+  /// has read the environment.
   static bool isAnythingOn() noexcept { return isAnythingOn_.load(std::memory_order_relaxed); }
 
  private:

@@ -14,9 +14,9 @@ namespace Kiv {
 /// counted pointer made by a destructor cannot bring it to zero a second time.
 class VFPtrInterface {
  public:
-  /// Process-wide: counts are updated atomically while this is set, with plain arithmetic
-  /// otherwise. Set it before objects are shared between threads and leave it alone while they
-  /// are.
+  /// Process-wide, off at first: counts are updated atomically while this is set, with plain
+  /// arithmetic otherwise. Set it before objects are shared between threads and leave it alone
+  /// while they are.
   static bool threadSafePointers_;
 
   VFPtrInterface(VFPtrInterface const&) = delete;
@@ -52,7 +52,8 @@ class VFPtrInterface {
     return true;
   }
 
-  /// Makes the last reference one that somebody holds again, after `referenceDrop` took it away.
+  /// Gives the object back the last reference, which `referenceDrop` took away, in place of its
+  /// destruction.
   void referenceRevive() const noexcept { references_.store(1, std::memory_order_relaxed); }
 
  private:

@@ -23,7 +23,9 @@ bool saysTheSame(Ptr<T> const& left, Ptr<T> const& right) {
 /// their operation `slot`, as `Delivery` describes.
 ///
 /// Setting a member to what it says already changes nothing and tells nobody. All writing
-/// operations raise what `Delivery::run` raises; the change is made nevertheless.
+/// operations raise what a notifiee raised, the change being made nevertheless; and
+/// `std::bad_alloc`, with nothing changed or told, but that of a replacement the removal may be
+/// made, and told.
 template <class Key, class Value, class Notifiee, void (Notifiee::*slot)(Key)>
 class WatchedMap {
  public:

@@ -27,7 +27,8 @@ class Bitmap : public Kiv::PtrInterface {
   U32 size() const noexcept { return size_; }
   HBitmap::BitState initialBitState() const noexcept { return initialBitState_; }
 
-  /// A clear index from `first` to `last` inclusive, 0 when all are set; of several, the lowest.
+  /// A clear index from `first` to `last` inclusive, 0 when all are set or `last` is below `first`;
+  /// of several, the lowest.
   /// Raises a range error when the range leaves 1 to `size`.
   U32 findClearBitInRange(U32 first, U32 last, HBitmap::IndexPreference preference) const;
 
@@ -61,6 +62,7 @@ class Bitmap : public Kiv::PtrInterface {
 };
 
 inline void Bitmap::checkRange(U32 first, U32 last) const {
+  // An empty range may begin right behind the last index.
   if (first < 1 || last > size_ || first > U64{size_} + 1) [[unlikely]] {
     Kiv::throwRangeException("Bitmap range outside 1 to size not allowed");
   }
