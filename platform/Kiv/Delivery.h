@@ -189,8 +189,8 @@ void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
   } else {
     Delivery::Walk walk = delivery.walk(end);
     for (std::size_t step = 0; step < end; ++step) {
-      Place const& place = places_[walk.next()];
-      if (isFor(group, place)) tell(place);
+      std::size_t const place = walk.next();
+      if (nextFor(group, place, place + 1) == place) tell(places_[place]);
     }
   }
   delivery.told_ = nullptr;

@@ -65,14 +65,14 @@ class NotifieeList {
     U32 interest;
   };
 
-  /// Whether a notifiee is to be told of the keys of `group`.
-  static bool isFor(U32 group, Place const& place) noexcept {
-    return place.interest == everyGroup || place.interest == group || group == everyGroup;
-  }
-  /// The next place from `place` on that is for `group`, `end` when there is none.
+  /// The next place from `place` on of a notifiee that is to be told of the keys of `group`, `end`
+  /// when there is none.
   std::size_t nextFor(U32 group, std::size_t place, std::size_t end) const noexcept {
+    if (group == everyGroup) return place;
     Place const* const places = places_.data();
-    while (place < end && !isFor(group, places[place])) ++place;
+    while (place < end && places[place].interest != group && places[place].interest != everyGroup) {
+      ++place;
+    }
     return place;
   }
 
