@@ -22,6 +22,10 @@ TEST(MemoryPool, GeneratedHistoryOfBlocksThatChangeThreads) {
     std::size_t size = 0;
     unsigned char content = 0;
   };
+  auto const give = [](Block& block) {
+    EXPECT_EQ(std::count(block.bytes, block.bytes + block.size, block.content), block.size);
+    if (block.size != 0) MemoryPool::blockDel(block.bytes, std::exchange(block.size, 0));
+  };
   constexpr std::size_t threads = 4;
   std::array<std::vector<Block>, threads> blocks;
   for (std::size_t round = 0; round < 8; ++round) {
@@ -31,10 +35,7 @@ TEST(MemoryPool, GeneratedHistoryOfBlocksThatChangeThreads) {
       own.resize(300);
       for (int step = 0; step < 3000; ++step) {
         Block& block = own[random() % own.size()];
-        if (block.bytes != nullptr) {
-          EXPECT_EQ(std::count(block.bytes, block.bytes + block.size, block.content), block.size);
-          MemoryPool::blockDel(block.bytes, block.size);
-        }
+        give(block);
         block.size = 1 + random() % 150;
         block.content = static_cast<unsigned char>(random());
         block.bytes = static_cast<unsigned char*>(MemoryPool::blockIs(block.size));
@@ -43,11 +44,7 @@ TEST(MemoryPool, GeneratedHistoryOfBlocksThatChangeThreads) {
       }
     });
   }
-  for (auto const& some : blocks) {
-    for (Block const& block : some) {
-      if (block.bytes != nullptr) MemoryPool::blockDel(block.bytes, block.size);
-    }
-  }
+  for (auto& some : blocks) std::ranges::for_each(some, give);
 }
 
 TEST(MemoryPool, BlocksGivenBackElsewhereServeAgain) {

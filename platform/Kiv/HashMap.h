@@ -155,7 +155,7 @@ class HashMap {
 
  private:
   static constexpr U32 none = ~U32{0};
-  /// What the slots can count.
+  /// With more, the slots could not be numbered.
   static constexpr U32 mostMembers = none / 5 * 2;
   /// Arrays double up to here and grow by half above.
   static constexpr U32 fewMembers = 1024;

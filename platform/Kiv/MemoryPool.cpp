@@ -85,10 +85,11 @@ constexpr std::size_t classOf(std::size_t size) { return (size - 1) / step; }
     return;
   }
   std::size_t const size = (sizeClass + 1) * step;
-  auto* const chunk = static_cast<std::byte*>(::operator new(blocksInChunk* size));
+  std::size_t const chunkSize = blocksInChunk * size;
+  auto* const chunk = static_cast<std::byte*>(::operator new(chunkSize));
   // The last one first, so that they are used in the order of their addresses.
-  for (std::size_t block = blocksInChunk; block-- > 0;) {
-    own.first = new (chunk + block * size) Idle{own.first, nullptr};
+  for (std::size_t at = chunkSize; at > 0; at -= size) {
+    own.first = new (chunk + at - size) Idle{own.first, nullptr};
   }
   own.size = blocksInChunk;
 }

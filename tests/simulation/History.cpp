@@ -26,10 +26,7 @@ constexpr Kind left[] = {
     {1, "left encap $p $N"},
     {3, "left record $S $p $c $T"},
 };
-constexpr Kind changes[] = {
-    {32, "proxy set $S $P $C"},
-    {24, "proxy remove $S"},
-};
+/// The first two change the configuration.
 constexpr Kind events[] = {
     {320, "proxy set $S $P $C"},
     {240, "proxy remove $S"},
@@ -83,7 +80,7 @@ class Generator {
       if (oneIn(3)) add("device set $I n$N", which);
     }
     for (U32 some = below(7); some > 3; --some) add(left);
-    for (U32 some = below(5); some > 0; --some) add(changes[0].text);
+    for (U32 some = below(5); some > 0; --some) add(events[0].text);
     add("start");
     U32 const length = isBig ? 20 : 25 + below(40);
     for (U32 step = 0; step < length; ++step) {
@@ -104,7 +101,7 @@ class Generator {
   }
 
   History changed() {
-    for (U32 some = 1 + below(3); some > 0; --some) add(changes);
+    for (U32 some = 1 + below(3); some > 0; --some) add(std::span(events).first(2));
     return history_;
   }
 
