@@ -67,13 +67,13 @@ void leaveAtEnd() {
 
 constexpr std::size_t classOf(std::size_t size) { return (size - 1) / step; }
 
-/// Gives the thread blocks of a class, of which it has none.
-[[gnu::noinline]] void refill(std::size_t sizeClass) {
+/// Gives the thread blocks of a class, of which it has none, and returns the first.
+[[gnu::noinline]] Idle& refill(std::size_t sizeClass) {
   if (!hasLeft) leaveAtEnd();
   Own& own = ownBlocks[sizeClass];
   if (own.full != nullptr) {
     own = {own.full, most, nullptr};
-    return;
+    return *own.first;
   }
   {
     std::lock_guard const lock(handedOver.mutex);
@@ -82,16 +82,19 @@ constexpr std::size_t classOf(std::size_t size) { return (size - 1) / step; }
   }
   if (own.first != nullptr) {
     for (Idle const* block = own.first; block != nullptr; block = block->next) ++own.size;
-    return;
+    return *own.first;
   }
   std::size_t const size = (sizeClass + 1) * step;
   std::size_t const chunkSize = blocksInChunk * size;
   auto* const chunk = static_cast<std::byte*>(::operator new(chunkSize));
   // The last one first, so that they are used in the order of their addresses.
-  for (std::size_t at = chunkSize; at > 0; at -= size) {
-    own.first = new (chunk + at - size) Idle{own.first, nullptr};
-  }
+  std::size_t at = chunkSize;
+  do {
+    at -= size;
+    own.first = new (chunk + at) Idle{own.first, nullptr};
+  } while (at > 0);
   own.size = blocksInChunk;
+  return *own.first;
 }
 
 /// Makes sure that the thread's list, empty or full, may take one more block.
@@ -113,10 +116,10 @@ constexpr std::size_t classOf(std::size_t size) { return (size - 1) / step; }
 void* MemoryPool::blockIs(std::size_t size) {
   if (!isOn || size > classes * step) return ::operator new(size);
   Own& own = ownBlocks[classOf(size)];
-  if (own.first == nullptr) [[unlikely]]
-    refill(classOf(size));
+  Idle& block = own.first != nullptr ? *own.first : refill(classOf(size));
+  own.first = block.next;
   --own.size;
-  return std::exchange(own.first, own.first->next);
+  return &block;
 }
 
 void MemoryPool::blockDel(void* block, std::size_t size) noexcept {
