@@ -59,7 +59,7 @@ struct Leaving {
   }
 };
 
-/// Has the calling thread leave its blocks when it ends.
+/// Has the calling thread leave its blocks when it ends; does nothing once it has left.
 void leaveAtEnd() {
   thread_local Leaving leaving;
   static_cast<void>(leaving);
@@ -69,7 +69,7 @@ constexpr std::size_t classOf(std::size_t size) { return (size - 1) / step; }
 
 /// Gives the thread blocks of a class, of which it has none, and returns the first.
 [[gnu::noinline]] Idle& refill(std::size_t sizeClass) {
-  if (!hasLeft) leaveAtEnd();
+  leaveAtEnd();
   Own& own = ownBlocks[sizeClass];
   if (own.full != nullptr) {
     own = {own.full, most, nullptr};
@@ -97,18 +97,13 @@ constexpr std::size_t classOf(std::size_t size) { return (size - 1) / step; }
   return *own.first;
 }
 
-/// Makes sure that the thread's list, empty or full, may take one more block.
+/// Has the thread's list, empty or full, take one more block.
 [[gnu::noinline]] void makeRoom(std::size_t sizeClass) noexcept {
+  leaveAtEnd();
   Own& own = ownBlocks[sizeClass];
-  if (hasLeft) {
-    handOver(sizeClass, own.first);
-    own = {};
-  } else if (own.first == nullptr) {
-    leaveAtEnd();
-  } else {
-    handOver(sizeClass, own.full);
-    own = {nullptr, 0, own.first};
-  }
+  if (own.first == nullptr) return;
+  handOver(sizeClass, own.full);
+  own = {nullptr, 0, own.first};
 }
 
 }  // namespace
@@ -133,7 +128,7 @@ void MemoryPool::blockDel(void* block, std::size_t size) noexcept {
   own.first = new (block) Idle{own.first, nullptr};
   ++own.size;
   if (hasLeft) [[unlikely]]
-    makeRoom(classOf(size));
+    handOver(classOf(size), std::exchange(own, {}).first);
 }
 
 std::size_t MemoryPool::idleBytes() noexcept {
