@@ -8,16 +8,11 @@ constinit std::atomic<AllocTrackTypeInfo*> newest{nullptr};
 
 }  // namespace
 
-void AllocTrackTypeInfo::trackAllocation() noexcept {
-  if (allocated_.fetch_add(1, std::memory_order_relaxed) != 0) return;
+void AllocTrackTypeInfo::join() noexcept {
   next_ = newest.load(std::memory_order_relaxed);
   while (!newest.compare_exchange_weak(next_, this, std::memory_order_release,
                                        std::memory_order_relaxed)) {
   }
-}
-
-void AllocTrackTypeInfo::trackDeallocation() noexcept {
-  freed_.fetch_add(1, std::memory_order_release);
 }
 
 AllocTrackTypeInfo const* AllocTrackTypeInfo::first() noexcept {

@@ -19,8 +19,11 @@ class AllocTrackTypeInfo {
   AllocTrackTypeInfo(AllocTrackTypeInfo const&) = delete;
   AllocTrackTypeInfo& operator=(AllocTrackTypeInfo const&) = delete;
 
-  void trackAllocation() noexcept;
-  void trackDeallocation() noexcept;
+  void trackAllocation() noexcept {
+    if (allocated_.fetch_add(1, std::memory_order_relaxed) == 0) [[unlikely]]
+      join();
+  }
+  void trackDeallocation() noexcept { freed_.fetch_add(1, std::memory_order_release); }
 
   char const* className() const noexcept { return className_; }
   /// Objects alive now.
@@ -38,6 +41,9 @@ class AllocTrackTypeInfo {
   AllocTrackTypeInfo const* next() const noexcept { return next_; }
 
  private:
+  /// Enters the process-wide list.
+  void join() noexcept;
+
   char const* className_;
   std::atomic<U64> allocated_{0};
   std::atomic<U64> freed_{0};

@@ -106,24 +106,35 @@ class HashMap {
 
   /// Inserts `key`, or overwrites the value of an existing member. Raises `std::bad_alloc`.
   void valueIs(Key key, Value value) {
-    if (Value* const present = find(key)) {
-      // The old value goes only after the new one is in place: letting go of it may run code.
-      std::swap(*present, value);
-    } else {
-      insert(key, std::move(value));
-    }
+    Value* const present = findOrInsert(key, std::move(value));
+    // The old value goes only after the new one is in place: letting go of it may run code.
+    if (present != nullptr) std::swap(*present, value);
   }
 
-  /// Inserts `key`. Raises `std::bad_alloc`. REQUIRES: there is no such member.
-  void insert(Key key, Value value) {
-    if (size_ == room_) makeRoom();
-    enterIndex(hashOf(key), size_);
+  /// The value at `key`, `value` being left alone. Null when there was none: `key` is then inserted
+  /// with `value`. Raises `std::bad_alloc`.
+  template <class Given>
+  Value* findOrInsert(Key key, Given&& value) {
+    if (size_ == room_) [[unlikely]] {
+      if (Value* const present = find(key)) return present;
+      makeRoom();
+    }
+    U32 const hash = hashOf(key), tag = hash << placeBits_;
+    U32 vacant = none;
+    for (U32 slot = homeOf(hash);; slot = after(slot)) {
+      U32 const place = slots_[slot] ^ tag;
+      if (place < room_ && keys_[place] == key) return &values_[place];
+      if (vacant == none && isVacant(slot)) vacant = slot;
+      if (slots_[slot] == freshSlot) break;
+    }
+    slots_[vacant] = tag | size_;
     keys_[size_] = key;
-    values_[size_] = std::move(value);
+    values_[size_] = std::forward<Given>(value);
     present_[size_ / 64] |= U64{1} << size_ % 64;
     ++size_;
     ++live_;
     ++version_;
+    return nullptr;
   }
 
   /// Removes `key`. Returns the value it had, `Value{}` when there was none.
@@ -173,6 +184,9 @@ class HashMap {
   U32 homeOf(U32 hash) const noexcept { return static_cast<U32>(U64{hash} * slotCount_ >> 32U); }
   U32 after(U32 slot) const noexcept { return slot + 1 == slotCount_ ? 0 : slot + 1; }
 
+  /// Whether a slot is without a member: fresh and used ones differ in the highest bit alone.
+  bool isVacant(U32 slot) const noexcept { return (slots_[slot] | ~usedSlot) == freshSlot; }
+
   bool isPresent(U32 place) const noexcept {
     return (present_[place / 64] >> place % 64 & 1U) != 0;
   }
@@ -190,8 +204,7 @@ class HashMap {
 
   void enterIndex(U32 hash, U32 place) noexcept {
     U32 slot = homeOf(hash);
-    // Fresh and used slots differ in the highest bit alone.
-    while ((slots_[slot] | ~usedSlot) != freshSlot) slot = after(slot);
+    while (!isVacant(slot)) slot = after(slot);
     slots_[slot] = hash << placeBits_ | place;
   }
 

@@ -49,9 +49,9 @@ class WatchedMap {
   /// the present value when it says the same, `value` otherwise.
   Value memberIs(Key key, Value value) {
     Delivery& delivery = Delivery::ofThisThread();
-    Value const* const present = members_.find(key);
+    Value const* const present =
+        delivery.isIdle() ? members_.findOrInsert(key, value) : members_.find(key);
     if (present == nullptr && delivery.isIdle()) {
-      members_.insert(key, value);
       deliver(delivery, key);
       return value;
     }
