@@ -83,8 +83,13 @@ class Delivery {
   bool takesOver(PtrInterface::NotifieeConst const& notifiee) noexcept {
     if (told_ != &notifiee) return false;
     told_ = nullptr;
+    disturb();
     return true;
   }
+
+  /// Has the delivery in progress look again at the list that it goes through, and at who holds the
+  /// notifiee that is being told.
+  void disturb() noexcept { disturbed_ = true; }
 
  private:
   friend class NotifieeList;
@@ -138,6 +143,7 @@ class Delivery {
   /// Set while a handler runs: the notifiee that is being told. The loop that calls the handler
   /// sees from a null that the last reference to it has become the delivery's.
   PtrInterface::NotifieeConst* told_ = nullptr;
+  bool disturbed_ = false;
   /// The collection and the key of the change that is being delivered without having been posted;
   /// null while there is none.
   void const* begun_ = nullptr;
@@ -158,39 +164,50 @@ struct SlotOf<void (Notifiee::*)(Key)> {
 };
 
 template <auto slot, class Key>
+inline void NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& notifiee, Key key,
+                               std::exception_ptr& first) noexcept {
+  using Notifiee = typename SlotOf<decltype(slot)>::NotifieeType;
+  delivery.told_ = &notifiee;
+  try {
+    (static_cast<Notifiee&>(notifiee).*slot)(key);
+  } catch (...) {
+    hasRaised(notifiee, first);
+  }
+  if (delivery.disturbed_ && delivery.told_ == nullptr) [[unlikely]]
+    notifiee.referenceDel();
+}
+
+template <auto slot, class Key>
 void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
                            std::exception_ptr& first) noexcept {
-  using Notifiee = typename SlotOf<decltype(slot)>::NotifieeType;
-  // Asked again after each notifiee, which may have switched a trace level.
-  auto const groupToTell = [key] { return Trace::isAnythingOn() ? everyGroup : groupOf(key); };
-  U32 group = groupToTell();
-  auto const tell = [&](Place const& place) {
-    if (change <= place.deafUntil) return;
-    PtrInterface::NotifieeConst* const notifiee = place.notifiee;
-    delivery.told_ = notifiee;
-    try {
-      (static_cast<Notifiee*>(notifiee)->*slot)(key);
-    } catch (...) {
-      if (!first) first = std::current_exception();
-      notifiee->onNotificationException();
-    }
-    if (delivery.told_ == nullptr) [[unlikely]]
-      notifiee->referenceDel();
-    group = groupToTell();
-  };
+  U32 const keyGroup = groupOf(key);
+  // Asked for each notifiee, since the one before it may have switched a trace level.
+  auto const groupToTell = [keyGroup] { return Trace::isAnythingOn() ? everyGroup : keyGroup; };
   delivering_ = true;
   // Whoever registers from here on stands behind `end`.
   std::size_t const end = places_.size();
   if (delivery.order_ == Delivery::Order::registration) [[likely]] {
-    for (std::size_t place = nextFor(group, 0, end); place < end;
-         place = nextFor(group, place + 1, end)) {
-      tell(places_[place]);
+    for (std::size_t place = 0; place < end;) {
+      delivery.disturbed_ = false;
+      if (isForAllHearers(change, keyGroup)) {
+        PtrInterface::NotifieeConst* const* const hearers = hearers_.data();
+        do {
+          if (auto* const hearer = hearers[place]) tell<slot>(delivery, *hearer, key, first);
+          ++place;
+        } while (place < end && !delivery.disturbed_);
+      } else if (place = nextFor(groupToTell(), place, end); place < end) {
+        if (hears(place, change)) tell<slot>(delivery, *hearers_[place], key, first);
+        ++place;
+      }
     }
   } else {
     Delivery::Walk walk = delivery.walk(end);
     for (std::size_t step = 0; step < end; ++step) {
       std::size_t const place = walk.next();
-      if (nextFor(group, place, place + 1) == place) tell(places_[place]);
+      delivery.disturbed_ = false;
+      if (nextFor(groupToTell(), place, place + 1) == place && hears(place, change)) {
+        tell<slot>(delivery, *hearers_[place], key, first);
+      }
     }
   }
   delivery.told_ = nullptr;

@@ -2,37 +2,64 @@
 
 #include <algorithm>
 
+#include "Kiv/Delivery.h"
 #include "Kiv/NotifieeConst.h"
 
 namespace Kiv {
 
 void NotifieeList::reserve() {
   if (places_.size() < places_.capacity()) return;
-  places_.reserve(std::max(few, 2 * places_.size()));
+  std::size_t const room = std::max(few, 2 * places_.size());
+  // The places last: their room stands for all.
+  hearers_.reserve(room);
+  interests_.reserve(room);
+  places_.reserve(room);
 }
 
 void NotifieeList::notifieeIs(PtrInterface::NotifieeConst& notifiee, bool hears) noexcept {
   notifiee.place_ = places_.size();
-  places_.push_back({&notifiee, always, notifiee.interest_});
+  places_.push_back({&notifiee, 0});
+  hearers_.push_back(nullptr);
+  interests_.push_back(notifiee.interest_);
+  if (notifiee.interest_ != everyGroup) ++selective_;
   hearsIs(notifiee, hears);
 }
 
 void NotifieeList::notifieeDel(PtrInterface::NotifieeConst& notifiee) noexcept {
-  places_[notifiee.place_] = {nullptr, always, everyGroup};
+  hearsIs(notifiee, false);
+  places_[notifiee.place_].notifiee = nullptr;
+  if (notifiee.interest_ != everyGroup) --selective_;
   ++holes_;
   if (!delivering_) closeHolesIfMany();
 }
 
 void NotifieeList::hearsIs(PtrInterface::NotifieeConst const& notifiee, bool hears) noexcept {
-  places_[notifiee.place_].deafUntil = hears ? latestChange_ : always;
+  Place& place = places_[notifiee.place_];
+  hearers_[notifiee.place_] = hears ? place.notifiee : nullptr;
+  if (hears) place.deafUntil = lastBeginning_ = latestChange_;
+  if (delivering_) Delivery::ofThisThread().disturb();
+}
+
+void NotifieeList::hasRaised(PtrInterface::NotifieeConst& notifiee,
+                             std::exception_ptr& first) noexcept {
+  if (!first) first = std::current_exception();
+  notifiee.onNotificationException();
 }
 
 void NotifieeList::closeHoles() noexcept {
-  std::erase_if(places_, [](Place const& place) { return place.notifiee == nullptr; });
-  holes_ = 0;
-  for (std::size_t place = 0; place < places_.size(); ++place) {
-    places_[place].notifiee->place_ = place;
+  std::size_t to = 0;
+  for (std::size_t from = 0; from < places_.size(); ++from) {
+    if (places_[from].notifiee == nullptr) continue;
+    places_[from].notifiee->place_ = to;
+    places_[to] = places_[from];
+    hearers_[to] = hearers_[from];
+    interests_[to] = interests_[from];
+    ++to;
   }
+  places_.resize(to);
+  hearers_.resize(to);
+  interests_.resize(to);
+  holes_ = 0;
 }
 
 }  // namespace Kiv
