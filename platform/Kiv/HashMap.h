@@ -174,6 +174,14 @@ class HashMap {
   /// left. Their low bits are a place that is never in use.
   static constexpr U32 freshSlot = ~U32{0}, usedSlot = freshSlot >> 1U;
 
+  /// The one slot of a collection that has never had a member; only read.
+  static inline U32 noSlots[] = {freshSlot};
+  struct DeleteSlots {
+    void operator()(U32* slots) const noexcept {
+      if (slots != noSlots) delete[] slots;
+    }
+  };
+
   struct Found {
     /// `none` when there is no such member.
     U32 place;
@@ -192,7 +200,6 @@ class HashMap {
   }
 
   Found search(Key key, U32 hash) const noexcept {
-    if (live_ == 0) return {none, 0};
     U32 const tag = hash << placeBits_;
     for (U32 slot = homeOf(hash);; slot = after(slot)) {
       // A place, unless the slot is without a member or has another tag.
@@ -219,7 +226,7 @@ class HashMap {
       auto keys = std::make_unique<Key[]>(room);
       auto values = std::make_unique<Value[]>(room);
       auto present = std::make_unique<U64[]>(room / 64 + 1);
-      auto slots = std::make_unique_for_overwrite<U32[]>(slotCount);
+      std::unique_ptr<U32[], DeleteSlots> slots(new U32[slotCount]);
       moveTo(keys.get(), values.get());
       keys_ = std::move(keys);
       values_ = std::move(values);
@@ -258,7 +265,7 @@ class HashMap {
   std::unique_ptr<Key[]> keys_;
   std::unique_ptr<Value[]> values_;
   std::unique_ptr<U64[]> present_;
-  std::unique_ptr<U32[]> slots_;
+  std::unique_ptr<U32[], DeleteSlots> slots_{noSlots};
   /// The places in use, those of holes among them, and how many there can be.
   U32 size_ = 0;
   U32 room_ = 0;

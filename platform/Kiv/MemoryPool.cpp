@@ -1,84 +1,55 @@
 #include "Kiv/MemoryPool.h"
 
-#include <array>
 #include <mutex>
 #include <new>
 #include <utility>
 
 namespace Kiv {
 
-namespace {
-
-/// Chunks are of 1 to 8 KiB. A thread keeps up to two lists of `most` idle blocks of a size: with
-/// one, it would hand over and take back in turn whenever its number is about that.
-constexpr std::size_t step = 16, classes = 8, blocksInChunk = 64, most = 1024;
-
-/// A block that nobody uses.
-struct Idle {
-  Idle* next;
-  /// Of the first of a list that was handed over: that of another such list.
-  Idle* nextList;
-};
-static_assert(sizeof(Idle) <= step);
-
-struct Own {
-  Idle* first = nullptr;
-  std::size_t size = 0;
-  /// Another list, full; null when there is none.
-  Idle* full = nullptr;
-};
-
-/// Small enough for every thread's static block, as in `Delivery::ofThisThread`, and without a
-/// destructor, so that reaching it takes no call.
-[[gnu::tls_model("initial-exec")]] constinit thread_local std::array<Own, classes> ownBlocks{};
-/// Whether the thread is ending and has handed over what it had.
-[[gnu::tls_model("initial-exec")]] constinit thread_local bool hasLeft = false;
+constinit thread_local MemoryPool::Own MemoryPool::own_[classes]{};
+constinit thread_local bool MemoryPool::hasLeft_ = false;
 
 /// The lists that threads have handed over.
-struct HandedOver {
+struct MemoryPool::HandedOver {
   std::mutex mutex;
-  std::array<Idle*, classes> lists{};
+  Idle* lists[classes]{};
 };
-constinit HandedOver handedOver;
+constinit MemoryPool::HandedOver MemoryPool::handedOver_;
 
-void handOver(std::size_t sizeClass, Idle* list) noexcept {
+void MemoryPool::handOver(std::size_t sizeClass, Idle* list) noexcept {
   if (list == nullptr) return;
-  std::lock_guard const lock(handedOver.mutex);
-  list->nextList = std::exchange(handedOver.lists[sizeClass], list);
+  std::lock_guard const lock(handedOver_.mutex);
+  list->nextList = std::exchange(handedOver_.lists[sizeClass], list);
 }
 
 /// Leaves a thread's blocks to the others when it ends.
-struct Leaving {
+struct MemoryPool::Leaving {
   ~Leaving() {
     for (std::size_t c = 0; c < classes; ++c) {
-      Own const own = std::exchange(ownBlocks[c], {});
+      Own const own = std::exchange(own_[c], {});
       handOver(c, own.first);
       handOver(c, own.full);
     }
-    hasLeft = true;
+    hasLeft_ = true;
   }
 };
 
-/// Has the calling thread leave its blocks when it ends; does nothing once it has left.
-void leaveAtEnd() {
+void MemoryPool::leaveAtEnd() {
   thread_local Leaving leaving;
   static_cast<void>(leaving);
 }
 
-constexpr std::size_t classOf(std::size_t size) { return (size - 1) / step; }
-
-/// Gives the thread blocks of a class, of which it has none, and returns the first.
-[[gnu::noinline]] Idle& refill(std::size_t sizeClass) {
+MemoryPool::Idle& MemoryPool::refill(std::size_t sizeClass) {
   leaveAtEnd();
-  Own& own = ownBlocks[sizeClass];
+  Own& own = own_[sizeClass];
   if (own.full != nullptr) {
     own = {own.full, most, nullptr};
     return *own.first;
   }
   {
-    std::lock_guard const lock(handedOver.mutex);
-    own.first = handedOver.lists[sizeClass];
-    if (own.first != nullptr) handedOver.lists[sizeClass] = own.first->nextList;
+    std::lock_guard const lock(handedOver_.mutex);
+    own.first = handedOver_.lists[sizeClass];
+    if (own.first != nullptr) handedOver_.lists[sizeClass] = own.first->nextList;
   }
   if (own.first != nullptr) {
     for (Idle const* block = own.first; block != nullptr; block = block->next) ++own.size;
@@ -97,46 +68,20 @@ constexpr std::size_t classOf(std::size_t size) { return (size - 1) / step; }
   return *own.first;
 }
 
-/// Has the thread's list, empty or full, take one more block.
-[[gnu::noinline]] void makeRoom(std::size_t sizeClass) noexcept {
+void MemoryPool::makeRoom(std::size_t sizeClass) noexcept {
   leaveAtEnd();
-  Own& own = ownBlocks[sizeClass];
+  Own& own = own_[sizeClass];
   if (own.first == nullptr) return;
   handOver(sizeClass, own.full);
   own = {nullptr, 0, own.first};
 }
 
-}  // namespace
-
-void* MemoryPool::blockIs(std::size_t size) {
-  if (!isOn || size > classes * step) return ::operator new(size);
-  Own& own = ownBlocks[classOf(size)];
-  Idle& block = own.first != nullptr ? *own.first : refill(classOf(size));
-  own.first = block.next;
-  --own.size;
-  return &block;
-}
-
-void MemoryPool::blockDel(void* block, std::size_t size) noexcept {
-  if (!isOn || size > classes * step) {
-    ::operator delete(block);
-    return;
-  }
-  Own& own = ownBlocks[classOf(size)];
-  if (own.size % most == 0) [[unlikely]]
-    makeRoom(classOf(size));
-  own.first = new (block) Idle{own.first, nullptr};
-  ++own.size;
-  if (hasLeft) [[unlikely]]
-    handOver(classOf(size), std::exchange(own, {}).first);
-}
-
 std::size_t MemoryPool::idleBytes() noexcept {
   std::size_t bytes = 0;
-  std::lock_guard const lock(handedOver.mutex);
+  std::lock_guard const lock(handedOver_.mutex);
   for (std::size_t c = 0; c < classes; ++c) {
-    bytes += (ownBlocks[c].size + (ownBlocks[c].full != nullptr ? most : 0)) * (c + 1) * step;
-    for (Idle const* list = handedOver.lists[c]; list != nullptr; list = list->nextList) {
+    bytes += (own_[c].size + (own_[c].full != nullptr ? most : 0)) * (c + 1) * step;
+    for (Idle const* list = handedOver_.lists[c]; list != nullptr; list = list->nextList) {
       for (Idle const* block = list; block != nullptr; block = block->next) bytes += (c + 1) * step;
     }
   }

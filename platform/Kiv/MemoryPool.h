@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <new>
+#include <utility>
 
 namespace Kiv {
 
@@ -27,13 +29,74 @@ class MemoryPool {
 
   /// A block of at least `size` bytes, aligned for any object without an alignment of its own.
   /// Raises `std::bad_alloc`. REQUIRES: `size` is not 0.
-  static void* blockIs(std::size_t size);
+  static void* blockIs(std::size_t size) {
+    if (!isOn || size > classes * step) return ::operator new(size);
+    Own& own = own_[classOf(size)];
+    Idle& block = own.first != nullptr ? *own.first : refill(classOf(size));
+    own.first = block.next;
+    --own.size;
+    return &block;
+  }
   /// Takes a block back. REQUIRES: `blockIs` gave it for `size`.
-  static void blockDel(void* block, std::size_t size) noexcept;
+  static void blockDel(void* block, std::size_t size) noexcept {
+    if (!isOn || size > classes * step) {
+      ::operator delete(block);
+      return;
+    }
+    Own& own = own_[classOf(size)];
+    if (own.size % most == 0) [[unlikely]]
+      makeRoom(classOf(size));
+    own.first = new (block) Idle{own.first, nullptr};
+    ++own.size;
+    if (hasLeft_) [[unlikely]]
+      handOver(classOf(size), std::exchange(own, {}).first);
+  }
 
   /// How many bytes are in blocks that nobody uses, of the calling thread and of those handed over,
   /// which are counted one by one.
   static std::size_t idleBytes() noexcept;
+
+ private:
+  /// Chunks are of 1 to 8 KiB. A thread keeps up to two lists of `most` idle blocks of a size: with
+  /// one, it would hand over and take back in turn whenever its number is about that.
+  static constexpr std::size_t step = 16, classes = 8, blocksInChunk = 64, most = 1024;
+
+  /// A block that nobody uses.
+  struct Idle {
+    Idle* next;
+    /// Of the first of a list that was handed over: that of another such list.
+    Idle* nextList;
+  };
+  static_assert(sizeof(Idle) <= step);
+
+  /// The idle blocks of one size that a thread has.
+  struct Own {
+    Idle* first = nullptr;
+    std::size_t size = 0;
+    /// Another list, full; null when there is none.
+    Idle* full = nullptr;
+  };
+
+  struct HandedOver;
+  struct Leaving;
+
+  static constexpr std::size_t classOf(std::size_t size) { return (size - 1) / step; }
+
+  /// Has the calling thread leave its blocks when it ends; does nothing once it has left.
+  static void leaveAtEnd();
+  static void handOver(std::size_t sizeClass, Idle* list) noexcept;
+  /// Gives the thread blocks of a class, of which it has none, and returns the first.
+  static Idle& refill(std::size_t sizeClass);
+  /// Has the thread's list, empty or full, take one more block.
+  static void makeRoom(std::size_t sizeClass) noexcept;
+
+  /// Small enough for every thread's static block, as in `Delivery::ofThisThread`, and without a
+  /// destructor, so that reaching it takes no call.
+  [[gnu::tls_model("initial-exec")]] static constinit thread_local Own own_[classes];
+  /// Whether the thread is ending and has handed over what it had.
+  [[gnu::tls_model("initial-exec")]] static constinit thread_local bool hasLeft_;
+
+  static HandedOver handedOver_;
 };
 
 }  // namespace Kiv

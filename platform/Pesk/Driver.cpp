@@ -43,15 +43,18 @@ int Driver::commandIs(char const* command, U32 bufferLength, U32 argument3, U32 
     throw DriverError("driver refused \"" + std::string(command) + '"');
   }
   ++commands_;
-  if (hasLog_) {
-    Command arrived{command, {}, bufferLength, argument3, argument4, argument5};
-    std::copy_n(command, std::min<std::size_t>(bufferLength, arrived.buffer.size()),
-                arrived.buffer.begin());
-    log_.push_back(std::move(arrived));
-  }
+  if (hasLog_) log(command, bufferLength, argument3, argument4, argument5);
   if (hasState_ && !understand(command)) ++notUnderstood_;
   Kiv::Store::written();
   return 0;
+}
+
+void Driver::log(char const* command, U32 bufferLength, U32 argument3, U32 argument4,
+                 U32 argument5) {
+  Command arrived{command, {}, bufferLength, argument3, argument4, argument5};
+  std::copy_n(command, std::min<std::size_t>(bufferLength, arrived.buffer.size()),
+              arrived.buffer.begin());
+  log_.push_back(std::move(arrived));
 }
 
 bool Driver::understand(std::string_view text) {

@@ -81,6 +81,8 @@ class Driver {
   void reset() { *this = Driver(); }
 
  private:
+  [[gnu::noinline]] void log(char const* command, U32 bufferLength, U32 argument3, U32 argument4,
+                             U32 argument5);
   bool understand(std::string_view text);
 
   std::vector<Command> log_;
