@@ -121,11 +121,14 @@ class HashMap {
     }
     U32 const hash = hashOf(key), tag = hash << placeBits_;
     U32 vacant = none;
-    for (U32 slot = homeOf(hash);; slot = after(slot)) {
+    for (U32 slot = homeOf(hash);;) {
       U32 const place = slots_[slot] ^ tag;
-      if (place < room_ && keys_[place] == key) return &values_[place];
+      if (place < room_ && keys_[place] == key) [[unlikely]]
+        return &values_[place];
       if (vacant == none && isVacant(slot)) vacant = slot;
-      if (slots_[slot] == freshSlot) break;
+      if (slots_[slot] == freshSlot) [[likely]]
+        break;
+      slot = after(slot);
     }
     slots_[vacant] = tag | size_;
     keys_[size_] = key;
@@ -201,11 +204,14 @@ class HashMap {
 
   Found search(Key key, U32 hash) const noexcept {
     U32 const tag = hash << placeBits_;
-    for (U32 slot = homeOf(hash);; slot = after(slot)) {
+    for (U32 slot = homeOf(hash);;) {
       // A place, unless the slot is without a member or has another tag.
       U32 const place = slots_[slot] ^ tag;
-      if (place < room_ && keys_[place] == key) return {place, slot};
-      if (slots_[slot] == freshSlot) return {none, slot};
+      if (place < room_ && keys_[place] == key) [[likely]]
+        return {place, slot};
+      if (slots_[slot] == freshSlot) [[likely]]
+        return {none, slot};
+      slot = after(slot);
     }
   }
 
