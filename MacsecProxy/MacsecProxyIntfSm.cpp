@@ -1,6 +1,7 @@
 #include "MacsecProxy/MacsecProxyIntfSm.h"
 
 #include <exception>
+#include <optional>
 #include <utility>
 
 #include "Bridging/Dot1qEncap.h"
@@ -140,10 +141,10 @@ void MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId intfId) {
   status_->proxySubIntfStatus().prefetch(intfId);
   dynDot1qEncap_->encap().prefetch(intfId);
   proxySubIntf_.prefetch(intfId);
-  Kiv::Ptr<Config const> const configuration = config();
-  if (!configuration) return;
-  if (Kiv::Ptr<ProxyConfig const> const entry = configuration->proxyConfig(intfId)) {
-    bringIntoService(intfId, entry->patchSubIntfId(), entry);
+  Config const* const configuration = config_.watched();
+  if (configuration == nullptr) return;
+  if (Kiv::Ptr<ProxyConfig const> const* const entry = configuration->proxyConfig().find(intfId)) {
+    bringIntoService(intfId, (*entry)->patchSubIntfId(), (*entry)->clientIntfId());
   } else {
     deleteProxySubIntfStatus(intfId);
   }
@@ -192,19 +193,23 @@ void MacsecProxyIntfSm::prefetch(Velto::IntfId patchSubIntfId, Velto::IntfId cli
 
 void MacsecProxyIntfSm::addProxySubIntfStatus(Velto::IntfId proxySubIntfId,
                                               Velto::IntfId patchSubIntfId) {
-  Kiv::Ptr<Config const> const configuration = config();
-  bringIntoService(proxySubIntfId, patchSubIntfId,
-                   configuration ? configuration->proxyConfig(proxySubIntfId) : nullptr);
+  Config const* const configuration = config_.watched();
+  Kiv::Ptr<ProxyConfig const> const* const entry =
+      configuration != nullptr ? configuration->proxyConfig().find(proxySubIntfId) : nullptr;
+  std::optional<Velto::IntfId> configuredClient;
+  if (entry != nullptr) configuredClient = (*entry)->clientIntfId();
+  bringIntoService(proxySubIntfId, patchSubIntfId, configuredClient);
 }
 
 void MacsecProxyIntfSm::bringIntoService(Velto::IntfId proxySubIntfId, Velto::IntfId patchSubIntfId,
-                                         Kiv::Ptr<ProxyConfig const> const& entry) {
+                                         std::optional<Velto::IntfId> configuredClient) {
   trace(__LINE__, "addProxySubIntfStatus", intfId_,
         " void MacsecProxy::MacsecProxyIntfSm::addProxySubIntfStatus(Velto::IntfId, "
         "Velto::IntfId): ",
         proxySubIntfId);
-  Kiv::checkConsistency(entry != nullptr, "proxyConfigHas( proxySubIntfId )");
-  prefetch(patchSubIntfId, entry->clientIntfId());
+  Kiv::checkConsistency(configuredClient.has_value(), "proxyConfigHas( proxySubIntfId )");
+  Velto::IntfId const clientIntfId = *configuredClient;
+  prefetch(patchSubIntfId, clientIntfId);
   Kiv::checkConsistency(macsecTag_ != nullptr, "macsecTag");
   if (status_->proxySubIntfStatusHas(proxySubIntfId)) deleteProxySubIntfStatus(proxySubIntfId);
 
@@ -218,7 +223,6 @@ void MacsecProxyIntfSm::bringIntoService(Velto::IntfId proxySubIntfId, Velto::In
   proxySubIntfIs(proxySubIntfId, true);
   dynDot1qEncap_->encapIs(proxySubIntfId, Bridging::Dot1qEncap(clientTag));
   dynDot1qEncap_->encapIs(patchSubIntfId, Bridging::Dot1qEncap(encryptTag));
-  Velto::IntfId const clientIntfId = entry->clientIntfId();
   status_->proxySubIntfStatusIs(proxySubIntfId, patchSubIntfId, clientIntfId, encryptTag,
                                 clientTag);
   if (clientIntfId == Velto::IntfId()) return;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "Bridging/VlanIdOrNone.h"
 #include "Interface/DeviceIntfStatusDir.h"
 #include "Interface/EthIntfStatusDir.h"
@@ -210,10 +212,11 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
       Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface,
       Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir);
 
-  /// `addProxySubIntfStatus` with the sub-interface's configuration, null when there is none.
+  /// `addProxySubIntfStatus` with the client that is configured, empty for none; without a value
+  /// when the sub-interface is not configured.
   MACSECPROXY_LOCAL void bringIntoService(Velto::IntfId proxySubIntfId,
                                           Velto::IntfId patchSubIntfId,
-                                          Kiv::Ptr<ProxyConfig const> const& entry);
+                                          std::optional<Velto::IntfId> configuredClient);
   /// Has the processor fetch what the steps to come look up: in large tables, waiting for memory
   /// takes longer than the steps themselves.
   MACSECPROXY_LOCAL void prefetch(Velto::IntfId patchSubIntfId, Velto::IntfId clientIntfId) const;

@@ -198,8 +198,8 @@ void MacsecProxySm::handleInitialized() {
 void MacsecProxySm::handleProxyConfig(Velto::IntfId intfId) {
   trace(__LINE__, "handleProxyConfig",
         "void MacsecProxy::MacsecProxySm::handleProxyConfig(Velto::IntfId): ", intfId);
-  Kiv::Ptr<Config const> const configuration = config();
-  if (!configuration) return;
+  Config const* const configuration = config_.watched();
+  if (configuration == nullptr) return;
   Kiv::checkConsistency(status_ != nullptr, "status");
   Velto::IntfId const parent = Velto::SubIntfId::parentIntfId(intfId);
   U32* const count = proxySubIntfCnt_.find(parent);
@@ -209,7 +209,7 @@ void MacsecProxySm::handleProxyConfig(Velto::IntfId intfId) {
       return;
     }
     status_->proxyIntfIs(parent, true);
-    macsecProxyIntfSmIs(parent, configuration, status_, dynDot1qEncap_, ethIntfStatusDir_,
+    macsecProxyIntfSmIs(parent, config(), status_, dynDot1qEncap_, ethIntfStatusDir_,
                         ioctlDrvFab_, deviceIntfStatusDir_);
     proxySubIntfCntIs(parent, 1);
   } else if (count != nullptr && *count == 1) {

@@ -53,8 +53,8 @@ class Reactor : public Entity::NotifieeConst {
   }
 
   /// The watched entity, or null.
-  Kiv::Ptr<Entity const> watched() const noexcept {
-    return Kiv::Ptr<Entity const>(static_cast<Entity const*>(this->notifier().ptr()));
+  Entity const* watched() const noexcept {
+    return static_cast<Entity const*>(this->notifier().ptr());
   }
 
   /// The machine; null once it has let go of the reactor.

@@ -28,15 +28,18 @@ class ReactorSlot {
 
   /// The watched entity, or null.
   Kiv::Ptr<Entity const> entity() const noexcept {
-    return reactor_ ? reactor_->watched() : nullptr;
+    return Kiv::Ptr<Entity const>(watched());
   }
+
+  /// The same, without a reference of the caller's: good until something else runs.
+  Entity const* watched() const noexcept { return reactor_ ? reactor_->watched() : nullptr; }
 
   /// Binds a reactor, re-points the one that is there, or, for a null `entity`, retires it. A
   /// reactor of an owner that is marked for deletion is marked too.
   void entityIs(Kiv::Ptr<Entity const> const& entity, Owner& owner) {
     Kiv::Ptr<Owner> const ownerHeld(&owner);
     Kiv::Ptr<ReactorType> const before = reactor_;
-    if (before && before->watched() == entity) return;
+    if (before && before->watched() == entity.ptr()) return;
     if (!entity) {
       reactor_ = nullptr;
       retire(before);
@@ -57,7 +60,7 @@ class ReactorSlot {
     if (!before) return nullptr;
     retire(before);
     before->hasNotificationActiveIs(false);
-    return before->watched();
+    return Kiv::Ptr<Entity const>(before->watched());
   }
 
   void hasNotificationActiveIs(bool active) {

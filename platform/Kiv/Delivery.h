@@ -173,12 +173,13 @@ inline void NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& 
   } catch (...) {
     hasRaised(notifiee, first);
   }
+  // As a disturbance, since the loop asks for that anyway.
   if (delivery.disturbed_ && delivery.told_ == nullptr) [[unlikely]]
     notifiee.referenceDel();
 }
 
 template <auto slot, class Key>
-void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
+inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
                            std::exception_ptr& first) noexcept {
   U32 const keyGroup = groupOf(key);
   // Asked for each notifiee, since the one before it may have switched a trace level.
@@ -188,8 +189,8 @@ void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
   std::size_t const end = places_.size();
   if (delivery.order_ == Delivery::Order::registration) [[likely]] {
     for (std::size_t place = 0; place < end;) {
-      delivery.disturbed_ = false;
       if (isForAllHearers(change, keyGroup)) {
+        delivery.disturbed_ = false;
         PtrInterface::NotifieeConst* const* const hearers = hearers_.data();
         do {
           if (auto* const hearer = hearers[place]) tell<slot>(delivery, *hearer, key, first);
@@ -204,7 +205,6 @@ void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
     Delivery::Walk walk = delivery.walk(end);
     for (std::size_t step = 0; step < end; ++step) {
       std::size_t const place = walk.next();
-      delivery.disturbed_ = false;
       if (nextFor(groupToTell(), place, place + 1) == place && hears(place, change)) {
         tell<slot>(delivery, *hearers_[place], key, first);
       }
