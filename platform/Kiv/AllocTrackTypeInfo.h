@@ -19,9 +19,11 @@ class AllocTrackTypeInfo {
   AllocTrackTypeInfo(AllocTrackTypeInfo const&) = delete;
   AllocTrackTypeInfo& operator=(AllocTrackTypeInfo const&) = delete;
 
-  void trackAllocation() noexcept {
+  /// Counts an object whose memory is `memory`, and returns that.
+  void* trackAllocation(void* memory) noexcept {
     if (allocated_.fetch_add(1, std::memory_order_relaxed) == 0) [[unlikely]]
-      join();
+      return joined(memory);
+    return memory;
   }
   void trackDeallocation() noexcept { freed_.fetch_add(1, std::memory_order_release); }
 
@@ -41,8 +43,8 @@ class AllocTrackTypeInfo {
   AllocTrackTypeInfo const* next() const noexcept { return next_; }
 
  private:
-  /// Enters the process-wide list.
-  void join() noexcept;
+  /// Enters the process-wide list. Returns `memory`.
+  void* joined(void* memory) noexcept;
 
   char const* className_;
   std::atomic<U64> allocated_{0};

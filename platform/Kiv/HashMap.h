@@ -120,17 +120,18 @@ class HashMap {
       makeRoom();
     }
     U32 const hash = hashOf(key), tag = hash << placeBits_;
-    U32 vacant = none;
-    for (U32 slot = homeOf(hash);;) {
-      U32 const place = slots_[slot] ^ tag;
-      if (place < room_ && keys_[place] == key) [[unlikely]]
-        return &values_[place];
-      if (vacant == none && isVacant(slot)) vacant = slot;
-      if (slots_[slot] == freshSlot) [[likely]]
-        break;
-      slot = after(slot);
+    U32 slot = homeOf(hash);
+    if (slots_[slot] != freshSlot) {
+      U32 vacant = none;
+      for (;; slot = after(slot)) {
+        U32 const place = slots_[slot] ^ tag;
+        if (place < room_ && keys_[place] == key) return &values_[place];
+        if (vacant == none && isVacant(slot)) vacant = slot;
+        if (slots_[slot] == freshSlot) break;
+      }
+      slot = vacant;
     }
-    slots_[vacant] = tag | size_;
+    slots_[slot] = tag | size_;
     keys_[size_] = key;
     values_[size_] = std::forward<Given>(value);
     present_[size_ / 64] |= U64{1} << size_ % 64;

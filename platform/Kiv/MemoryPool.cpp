@@ -68,12 +68,29 @@ MemoryPool::Idle& MemoryPool::refill(std::size_t sizeClass) {
   return *own.first;
 }
 
-void MemoryPool::makeRoom(std::size_t sizeClass) noexcept {
+void* MemoryPool::blockFromElsewhere(std::size_t size) {
+  if (!isOn || size > largest) return ::operator new(size);
+  Idle& block = refill(classOf(size));
+  Own& own = own_[classOf(size)];
+  own.first = block.next;
+  --own.size;
+  if (hasLeft_) handOver(classOf(size), std::exchange(own, {}).first);
+  return &block;
+}
+
+void MemoryPool::blockDelAtLimit(void* block, std::size_t sizeClass) noexcept {
   leaveAtEnd();
   Own& own = own_[sizeClass];
-  if (own.first == nullptr) return;
-  handOver(sizeClass, own.full);
-  own = {nullptr, 0, own.first};
+  if (own.first != nullptr) {
+    handOver(sizeClass, own.full);
+    own = {nullptr, 0, own.first};
+  }
+  auto* const idle = new (block) Idle{nullptr, nullptr};
+  if (hasLeft_) {
+    handOver(sizeClass, idle);
+  } else {
+    own = {idle, 1, own.full};
+  }
 }
 
 std::size_t MemoryPool::idleBytes() noexcept {

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <new>
-#include <utility>
 
 namespace Kiv {
 
@@ -30,26 +29,33 @@ class MemoryPool {
   /// A block of at least `size` bytes, aligned for any object without an alignment of its own.
   /// Raises `std::bad_alloc`. REQUIRES: `size` is not 0.
   static void* blockIs(std::size_t size) {
-    if (!isOn || size > classes * step) return ::operator new(size);
+    void* const block = blockAtHand(size);
+    return block != nullptr ? block : blockFromElsewhere(size);
+  }
+  /// The same, if the calling thread has one; null otherwise.
+  static void* blockAtHand(std::size_t size) noexcept {
+    if (!isOn || size > largest) return nullptr;
     Own& own = own_[classOf(size)];
-    Idle& block = own.first != nullptr ? *own.first : refill(classOf(size));
-    own.first = block.next;
+    Idle* const block = own.first;
+    if (block == nullptr) [[unlikely]]
+      return nullptr;
+    own.first = block->next;
     --own.size;
-    return &block;
+    return block;
   }
   /// Takes a block back. REQUIRES: `blockIs` gave it for `size`.
   static void blockDel(void* block, std::size_t size) noexcept {
-    if (!isOn || size > classes * step) {
+    if (!isOn || size > largest) {
       ::operator delete(block);
       return;
     }
     Own& own = own_[classOf(size)];
-    if (own.size % most == 0) [[unlikely]]
-      makeRoom(classOf(size));
+    if (own.size % most == 0) [[unlikely]] {
+      blockDelAtLimit(block, classOf(size));
+      return;
+    }
     own.first = new (block) Idle{own.first, nullptr};
     ++own.size;
-    if (hasLeft_) [[unlikely]]
-      handOver(classOf(size), std::exchange(own, {}).first);
   }
 
   /// How many bytes are in blocks that nobody uses, of the calling thread and of those handed over,
@@ -60,6 +66,7 @@ class MemoryPool {
   /// Chunks are of 1 to 8 KiB. A thread keeps up to two lists of `most` idle blocks of a size: with
   /// one, it would hand over and take back in turn whenever its number is about that.
   static constexpr std::size_t step = 16, classes = 8, blocksInChunk = 64, most = 1024;
+  static constexpr std::size_t largest = classes * step;
 
   /// A block that nobody uses.
   struct Idle {
@@ -84,16 +91,19 @@ class MemoryPool {
 
   /// Has the calling thread leave its blocks when it ends; does nothing once it has left.
   static void leaveAtEnd();
+  /// Leaves a list to the other threads; null is none.
   static void handOver(std::size_t sizeClass, Idle* list) noexcept;
   /// Gives the thread blocks of a class, of which it has none, and returns the first.
   static Idle& refill(std::size_t sizeClass);
-  /// Has the thread's list, empty or full, take one more block.
-  static void makeRoom(std::size_t sizeClass) noexcept;
+  /// `blockIs` for a thread that has none.
+  static void* blockFromElsewhere(std::size_t size);
+  /// `blockDel` for a thread whose list is empty or full.
+  static void blockDelAtLimit(void* block, std::size_t sizeClass) noexcept;
 
   /// Small enough for every thread's static block, as in `Delivery::ofThisThread`, and without a
   /// destructor, so that reaching it takes no call.
   [[gnu::tls_model("initial-exec")]] static constinit thread_local Own own_[classes];
-  /// Whether the thread is ending and has handed over what it had.
+  /// Whether the thread is ending and has handed over what it had. It keeps nothing from then on.
   [[gnu::tls_model("initial-exec")]] static constinit thread_local bool hasLeft_;
 
   static HandedOver handedOver_;

@@ -19,10 +19,19 @@ void PtrInterface::zeroReferencesIs(bool zero) {
 
 KivType const* PtrInterface::fwkType() const { return &_kivType; }
 
+namespace {
+
+[[gnu::noinline]] void* allocFromElsewhere(std::size_t size, AllocTrackTypeInfo& record) {
+  return record.trackAllocation(MemoryPool::blockIs(size));
+}
+
+}  // namespace
+
 void* PtrInterface::kivMemAlloc(std::size_t size, AllocTrackTypeInfo& record) {
-  void* memory = MemoryPool::blockIs(size);
-  record.trackAllocation();
-  return memory;
+  // The plain case calls nothing, so that it has nothing to save.
+  if (void* const memory = MemoryPool::blockAtHand(size)) [[likely]]
+    return record.trackAllocation(memory);
+  return allocFromElsewhere(size, record);
 }
 
 void PtrInterface::kivMemFree(void* memory, std::size_t size, AllocTrackTypeInfo& record) noexcept {
