@@ -4,10 +4,11 @@
 
 namespace Kiv {
 
-Delivery& Delivery::ofThisThread() noexcept {
-  // Small enough for every thread's static block, also when the library is loaded late; reaching it
-  // then takes no call.
-  [[gnu::tls_model("initial-exec")]] static thread_local Delivery delivery;
+constinit thread_local Delivery* Delivery::ofThisThread_ = nullptr;
+
+Delivery& Delivery::begunThread() noexcept {
+  static thread_local Delivery delivery;
+  ofThisThread_ = &delivery;
   return delivery;
 }
 

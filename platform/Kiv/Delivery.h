@@ -53,7 +53,9 @@ class Delivery {
   using Undelivered = HashMap<Key, U32>;
 
   /// The delivery of the calling thread.
-  static Delivery& ofThisThread() noexcept;
+  static Delivery& ofThisThread() noexcept {
+    return ofThisThread_ != nullptr ? *ofThisThread_ : begunThread();
+  }
 
   /// Whether nothing is being delivered and nothing is waiting for it.
   bool isIdle() const noexcept { return !running_; }
@@ -127,6 +129,9 @@ class Delivery {
     return std::bit_cast<Key>(static_cast<BitsOf<Key>>(bits));
   }
 
+  /// Makes the calling thread's delivery.
+  static Delivery& begunThread() noexcept;
+
   /// A walk through `size` places in the order in force.
   Walk walk(std::size_t size) noexcept;
 
@@ -139,6 +144,10 @@ class Delivery {
 
   /// Delivers everything posted, and ends the delivery in progress.
   void finish(std::exception_ptr first);
+
+  /// Small enough for every thread's static block, also when the library is loaded late; reaching
+  /// it then takes no call.
+  [[gnu::tls_model("initial-exec")]] static constinit thread_local Delivery* ofThisThread_;
 
   /// Set while a handler runs: the notifiee that is being told. The loop that calls the handler
   /// sees from a null that the last reference to it has become the delivery's.

@@ -31,11 +31,7 @@ std::optional<U32> numberIn(std::string_view field, U32 largest) {
 
 }  // namespace
 
-Driver& Driver::instance() {
-  // Never destroyed: channels may be released at the very end of the process.
-  static auto* const driver = new Driver;
-  return *driver;
-}
+Driver* const Driver::instance_ = new Driver;
 
 int Driver::commandIs(char const* command, U32 bufferLength, U32 argument3, U32 argument4,
                       U32 argument5) {

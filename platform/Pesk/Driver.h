@@ -47,7 +47,7 @@ class Driver {
   };
 
   /// The driver behind every `IoctlDrvFab`.
-  static Driver& instance();
+  static Driver& instance() noexcept { return *instance_; }
 
   /// Takes one command and returns 0; a buffer of fewer than 128 bytes is copied as far as it goes.
   /// Raises `DriverError`, with nothing logged or changed, when it was told to throw.
@@ -81,6 +81,9 @@ class Driver {
   void reset() { *this = Driver(); }
 
  private:
+  /// Never destroyed: channels may be released at the very end of the process.
+  static Driver* const instance_;
+
   [[gnu::noinline]] void log(char const* command, U32 bufferLength, U32 argument3, U32 argument4,
                              U32 argument5);
   bool understand(std::string_view text);
