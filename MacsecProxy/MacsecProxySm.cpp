@@ -208,19 +208,27 @@ void MacsecProxySm::handleProxyConfig(Velto::IntfId intfId) {
       ++*count;
       return;
     }
-    status_->proxyIntfIs(parent, true);
-    macsecProxyIntfSmIs(parent, config(), status_, dynDot1qEncap_, ethIntfStatusDir_,
-                        ioctlDrvFab_, deviceIntfStatusDir_);
-    proxySubIntfCntIs(parent, 1);
+    takeIntoUse(parent);
   } else if (count != nullptr && *count == 1) {
-    macsecProxyIntfSmDel(parent);
-    proxySubIntfCntDel(parent);
-    status_->proxyIntfDel(parent);
+    takeOutOfUse(parent);
   } else if (count != nullptr && *count > 1) {
     --*count;
   }
   // Removals without a count are ignored: additions whose machine could not be made were not
   // counted.
+}
+
+void MacsecProxySm::takeIntoUse(Velto::IntfId intfId) {
+  status_->proxyIntfIs(intfId, true);
+  macsecProxyIntfSmIs(intfId, config(), status_, dynDot1qEncap_, ethIntfStatusDir_, ioctlDrvFab_,
+                      deviceIntfStatusDir_);
+  proxySubIntfCntIs(intfId, 1);
+}
+
+void MacsecProxySm::takeOutOfUse(Velto::IntfId intfId) {
+  macsecProxyIntfSmDel(intfId);
+  proxySubIntfCntDel(intfId);
+  status_->proxyIntfDel(intfId);
 }
 
 void MacsecProxySm::handleProxyConfig() {

@@ -154,6 +154,10 @@ class MACSECPROXY_API MacsecProxySm final : public Kiv::PtrInterface {
       Kiv::Ptr<Interface::EthIntfStatusDir const> const& ethIntfStatusDir,
       Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir);
 
+  /// The first sub-interface of a proxy interface has come, or the last one has gone.
+  [[gnu::noinline]] MACSECPROXY_LOCAL void takeIntoUse(Velto::IntfId intfId);
+  [[gnu::noinline]] MACSECPROXY_LOCAL void takeOutOfUse(Velto::IntfId intfId);
+
   // The order is a promise: references are released in the reverse of it.
   ReactorSlot<KivConfig> config_;
   Kiv::Ptr<Status> const status_;
