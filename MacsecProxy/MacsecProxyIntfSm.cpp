@@ -137,10 +137,10 @@ void MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId intfId) {
   trace(__LINE__, "handleProxyConfig", intfId_,
         " void MacsecProxy::MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId): ", intfId);
   if (Velto::SubIntfId::parentIntfId(intfId) != intfId_) return;
-  // Fetched ahead, as in `prefetch`.
+  // What the steps to come look up is fetched ahead, here and below: in large tables, waiting for
+  // memory takes longer than the steps themselves.
   status_->proxySubIntfStatus().prefetch(intfId);
   dynDot1qEncap_->encap().prefetch(intfId);
-  proxySubIntf_.prefetch(intfId);
   Config const* const configuration = config_.watched();
   if (configuration == nullptr) return;
   if (Kiv::Ptr<ProxyConfig const> const* const entry = configuration->proxyConfig().find(intfId)) {
@@ -185,12 +185,6 @@ void MacsecProxyIntfSm::handleClientIntf(Velto::IntfId intfId) {
                                record->clientTag(), true);
 }
 
-void MacsecProxyIntfSm::prefetch(Velto::IntfId patchSubIntfId, Velto::IntfId clientIntfId) const {
-  dynDot1qEncap_->encap().prefetch(patchSubIntfId);
-  clientIntf_.prefetch(clientIntfId);
-  ethIntfStatusDir_->intfStatus().prefetch(clientIntfId);
-}
-
 void MacsecProxyIntfSm::addProxySubIntfStatus(Velto::IntfId proxySubIntfId,
                                               Velto::IntfId patchSubIntfId) {
   Config const* const configuration = config_.watched();
@@ -209,7 +203,8 @@ void MacsecProxyIntfSm::bringIntoService(Velto::IntfId proxySubIntfId, Velto::In
         proxySubIntfId);
   Kiv::checkConsistency(configuredClient.has_value(), "proxyConfigHas( proxySubIntfId )");
   Velto::IntfId const clientIntfId = *configuredClient;
-  prefetch(patchSubIntfId, clientIntfId);
+  dynDot1qEncap_->encap().prefetch(patchSubIntfId);
+  ethIntfStatusDir_->intfStatus().prefetchMember(clientIntfId);
   Kiv::checkConsistency(macsecTag_ != nullptr, "macsecTag");
   if (status_->proxySubIntfStatusHas(proxySubIntfId)) deleteProxySubIntfStatus(proxySubIntfId);
 
@@ -239,7 +234,9 @@ void MacsecProxyIntfSm::deleteProxySubIntfStatus(Velto::IntfId proxySubIntfId) {
   // it is not the reverse of that of the add.
   Kiv::Ptr<ProxySubIntfStatus const> const record = status_->proxySubIntfStatus(proxySubIntfId);
   if (!record) return;
-  prefetch(record->patchSubIntfId(), record->clientIntfId());
+  dynDot1qEncap_->encap().prefetchMember(proxySubIntfId);
+  dynDot1qEncap_->encap().prefetchMember(record->patchSubIntfId());
+  ethIntfStatusDir_->intfStatus().prefetchMember(record->clientIntfId());
   if (macsecTag_ && record->clientTag().value() <= macsecTag_->size()) {
     macsecTag_->clearBitsInRange(record->encryptTag().value(), record->clientTag().value());
   }

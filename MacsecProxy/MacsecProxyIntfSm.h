@@ -217,9 +217,6 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
   MACSECPROXY_LOCAL void bringIntoService(Velto::IntfId proxySubIntfId,
                                           Velto::IntfId patchSubIntfId,
                                           std::optional<Velto::IntfId> configuredClient);
-  /// Has the processor fetch what the steps to come look up: in large tables, waiting for memory
-  /// takes longer than the steps themselves.
-  MACSECPROXY_LOCAL void prefetch(Velto::IntfId patchSubIntfId, Velto::IntfId clientIntfId) const;
   MACSECPROXY_LOCAL void send(DriverCommand const& command);
 
   // The order is a promise: references are released in the reverse of it.
