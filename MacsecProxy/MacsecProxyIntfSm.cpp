@@ -266,7 +266,7 @@ void MacsecProxyIntfSm::doUpdateDmaMacsecProxy(Velto::IntfId intfId, bool enable
   Kiv::Ptr<Interface::EthIntfStatus const> const port = ethIntfStatusDir_->intfStatus(intfId);
   if (!port) return;
   DriverCommand command("macsec_proxy");
-  send(command.field(port->deviceName().charPtr()).field(enable ? 1U : 0U));
+  send(command.field(port->deviceNameText()).field(enable ? 1U : 0U));
 }
 
 void MacsecProxyIntfSm::doUpdateDmaMacsecProxyClient(Velto::IntfId proxyIntfId,
@@ -281,11 +281,11 @@ void MacsecProxyIntfSm::doUpdateDmaMacsecProxyClient(Velto::IntfId proxyIntfId,
     Kiv::Ptr<Interface::EthIntfStatus const> const proxy =
         ethIntfStatusDir_->intfStatus(proxyIntfId);
     if (!proxy) return;
-    command.field(proxy->deviceName().charPtr());
+    command.field(proxy->deviceNameText());
   } else {
     command.field(proxyIntfId.stringValue().charPtr());
   }
-  command.field(client->deviceName().charPtr()).field(clientTag.value()).field(enable ? 1U : 0U);
+  command.field(client->deviceNameText()).field(clientTag.value()).field(enable ? 1U : 0U);
   send(command);
 }
 

@@ -27,9 +27,7 @@ class ReactorSlot {
   ~ReactorSlot() { retire(); }
 
   /// The watched entity, or null.
-  Kiv::Ptr<Entity const> entity() const noexcept {
-    return Kiv::Ptr<Entity const>(watched());
-  }
+  Kiv::Ptr<Entity const> entity() const noexcept { return Kiv::Ptr<Entity const>(watched()); }
 
   /// The same, without a reference of the caller's: good until something else runs.
   Entity const* watched() const noexcept { return reactor_ ? reactor_->watched() : nullptr; }

@@ -189,7 +189,7 @@ inline void NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& 
 
 template <auto slot, class Key>
 inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
-                           std::exception_ptr& first) noexcept {
+                                  std::exception_ptr& first) noexcept {
   U32 const keyGroup = groupOf(key);
   // Asked for each notifiee, since the one before it may have switched a trace level.
   auto const groupToTell = [keyGroup] { return Trace::isAnythingOn() ? everyGroup : keyGroup; };

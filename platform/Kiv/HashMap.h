@@ -105,8 +105,8 @@ class HashMap {
   void prefetch(Key key) const noexcept {
     if (room_ > smallRoom) __builtin_prefetch(slots_.get() + homeOf(hashOf(key)));
   }
-  /// The same, and what such a search reads of a member that is there. It is worth less than nothing
-  /// when there is none.
+  /// The same, and what such a search reads of a member that is there. It is worth less than
+  /// nothing when there is none.
   void prefetchMember(Key key) const noexcept {
     if (room_ <= smallRoom) return;
     U32 const hash = hashOf(key);

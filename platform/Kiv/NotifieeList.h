@@ -53,7 +53,8 @@ class NotifieeList {
   /// `onNotificationException()` called and keeps no other from hearing the change; `first` takes
   /// the exception unless it holds an earlier one.
   template <auto slot, class Key>
-  [[gnu::always_inline]] void deliver(Delivery& delivery, Key key, U64 change, std::exception_ptr& first) noexcept;
+  [[gnu::always_inline]] void deliver(Delivery& delivery, Key key, U64 change,
+                                      std::exception_ptr& first) noexcept;
 
  private:
   /// The first room, and how many holes are left alone.
