@@ -73,4 +73,32 @@ TEST(MemoryPool, BlocksGivenBackElsewhereServeAgain) {
   EXPECT_EQ(MemoryPool::idleBytes() >= blocks.size() * 40, MemoryPool::isOn);
 }
 
+/// Objects that go after the pool has been left, at the very end of their thread.
+TEST(MemoryPool, NothingIsLostOfAThreadThatHasLeft) {
+  struct Late {
+    void* block = nullptr;
+    Late() = default;
+    Late(Late const&) = delete;
+    Late& operator=(Late const&) = delete;
+    ~Late() {
+      MemoryPool::blockDel(block, 112);
+      MemoryPool::blockDel(MemoryPool::blockIs(112), 112);
+    }
+  };
+  auto const idleAfter = [](bool isLate) {
+    inThreads(1, [isLate](std::size_t) {
+      if (isLate) {
+        // Made before the thread's first block, so that it goes after the blocks are left.
+        thread_local Late late;
+        late.block = MemoryPool::blockIs(112);
+      } else {
+        MemoryPool::blockDel(MemoryPool::blockIs(112), 112);
+      }
+    });
+    return MemoryPool::idleBytes();
+  };
+  std::size_t const idle = idleAfter(false);
+  EXPECT_EQ(idleAfter(true), idle);
+}
+
 }  // namespace

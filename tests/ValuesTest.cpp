@@ -5,6 +5,7 @@
 
 #include "Allocations.h"
 #include "Bridging/Dot1qEncap.h"
+#include "Interface/EthIntfStatus.h"
 #include "Threads.h"
 #include "Velto/SubIntfId.h"
 
@@ -37,6 +38,17 @@ TEST(Values, VlanRanges) {
                                                : number > 4094
                                                    ? "VlanIdOrNone::value > 4094 not allowed"
                                                    : id);
+  }
+}
+
+TEST(Values, DeviceNamesAsCText) {
+  std::string const longest(0xFFFF, 'x');
+  for (auto const& [name, text] : {std::pair<std::string, std::string>{"", ""},
+                                   {{"a\0b", 3}, "a"},
+                                   {longest + 'y', longest}}) {
+    Interface::EthIntfStatus const status{Kiv::String(name)};
+    EXPECT_EQ(status.deviceNameText(), text);
+    EXPECT_EQ(status.deviceName().view(), name);
   }
 }
 
