@@ -195,7 +195,16 @@ TEST(Delivery, AnInterestInAGroupOfKeysWhileNothingIsTraced) {
   inBothOrders([](bool reverse) {
     Kiv::TraceHandle const handle("Any", false);
     auto const config = Config::ConfigIs();
-    auto const everything = Kiv::makeNew<Hearer>(config, Kiv::everyGroup);
+    std::vector<Ptr<Hearer>> others;
+    auto const make = [&] {
+      while (others.size() % 50 != 49) {
+        others.push_back(
+            Kiv::makeNew<Hearer>(config, Velto::SubIntfId::groupOfSubIntfs(IntfId("z"))));
+      }
+      return others.emplace_back(Kiv::makeNew<Hearer>(config, Kiv::everyGroup));
+    };
+    auto const everything = make();
+    make();
     auto const ofA = Kiv::makeNew<Hearer>(config, Velto::SubIntfId::groupOfSubIntfs(IntfId("a")));
     auto const ports = Kiv::makeNew<Hearer>(config, Velto::SubIntfId::groupOfSubIntfs(IntfId()));
     auto const change = [&] {
@@ -216,6 +225,9 @@ TEST(Delivery, AnInterestInAGroupOfKeysWhileNothingIsTraced) {
     std::string const from = (reverse ? "" : "b.1 ") + "a.1.2 a a.1 b.1 a.1.2 "s;
     EXPECT_EQ(change(), all + "|a.1 " + from + "|a " + from);
     Kiv::Trace::levelIs("Any", 3, false);
+    everything->tracesFrom = IntfId();
+    others.clear();
+    EXPECT_EQ(change(), all + "|a.1 a.1 |a a ");
   });
 }
 

@@ -81,8 +81,8 @@ TEST(MemoryPool, NothingIsLostOfAThreadThatHasLeft) {
     Late(Late const&) = delete;
     Late& operator=(Late const&) = delete;
     ~Late() {
+      MemoryPool::blockDel(std::exchange(block, MemoryPool::blockIs(112)), 112);
       MemoryPool::blockDel(block, 112);
-      MemoryPool::blockDel(MemoryPool::blockIs(112), 112);
     }
   };
   auto const idleAfter = [](bool isLate) {
