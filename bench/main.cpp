@@ -43,19 +43,19 @@ int main(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(count, const_cast<char**>(options.data()))) return 2;
   try {
     Bench::checkSameOutcome();
-  } catch (std::exception const& difference) {
-    std::fprintf(stderr, "macsecproxy-bench: %s\n", difference.what());
+    Bench::registerPtrBenchmarks();
+    Bench::registerDeliveryBenchmarks();
+    Bench::registerMapBenchmarks();
+    Bench::registerBitmapBenchmarks();
+    Bench::registerCommandBenchmarks();
+    Bench::registerTraceBenchmarks();
+    Bench::registerAccessBenchmarks();
+    Bench::registerEventBenchmarks();
+    Bench::registerStartupBenchmarks();
+    Bench::Report report;
+    benchmark::RunSpecifiedBenchmarks(&report);
+  } catch (std::exception const& failure) {
+    std::fprintf(stderr, "macsecproxy-bench: %s\n", failure.what());
     return 1;
   }
-  Bench::registerPtrBenchmarks();
-  Bench::registerDeliveryBenchmarks();
-  Bench::registerMapBenchmarks();
-  Bench::registerBitmapBenchmarks();
-  Bench::registerCommandBenchmarks();
-  Bench::registerTraceBenchmarks();
-  Bench::registerAccessBenchmarks();
-  Bench::registerEventBenchmarks();
-  Bench::registerStartupBenchmarks();
-  Bench::Report report;
-  benchmark::RunSpecifiedBenchmarks(&report);
 }
