@@ -58,9 +58,10 @@ class DriverCommand {
 
   /// Returns where the text goes on.
   char* appendBlank() noexcept {
-    if (end_ == limit()) return end_;
-    *end_ = ' ';
-    return end_ + 1;
+    char* const at = end_;
+    if (at == limit()) return at;
+    *at = ' ';
+    return at + 1;
   }
   void append(char* at, std::string_view text) noexcept {
     end_ = at + text.copy(at, static_cast<std::size_t>(limit() - at));

@@ -235,6 +235,9 @@ void MacsecProxySm::handleProxyConfig() {
   trace(__LINE__, "handleProxyConfig", "void MacsecProxy::MacsecProxySm::handleProxyConfig()");
   Kiv::Ptr<Config const> const configuration = config();
   if (!configuration) return;
+  U32 const all = configuration->proxyConfig().size();
+  if (status_) status_->proxySubIntfStatusExpect(all);
+  if (dynDot1qEncap_) dynDot1qEncap_->encapExpect(2 * all);
   for (auto walk = configuration->proxyConfig().iteratorConst(); walk; ++walk) {
     handleProxyConfig(walk.key());
   }

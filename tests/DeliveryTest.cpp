@@ -1,5 +1,6 @@
 #include "Kiv/Delivery.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -198,8 +199,8 @@ TEST(Delivery, AnInterestInAGroupOfKeysWhileNothingIsTraced) {
     std::vector<Ptr<Hearer>> others;
     auto const make = [&] {
       while (others.size() % 50 != 49) {
-        others.push_back(
-            Kiv::makeNew<Hearer>(config, Velto::SubIntfId::groupOfSubIntfs(IntfId("z"))));
+        IntfId const other(fmt::format("z{}", others.size()).c_str());
+        others.push_back(Kiv::makeNew<Hearer>(config, Velto::SubIntfId::groupOfSubIntfs(other)));
       }
       return others.emplace_back(Kiv::makeNew<Hearer>(config, Kiv::everyGroup));
     };
@@ -216,6 +217,7 @@ TEST(Delivery, AnInterestInAGroupOfKeysWhileNothingIsTraced) {
              std::exchange(ports->heard, "");
     };
     EXPECT_EQ(change(), "a a.1 b.1 a.1.2 |a.1 |a ");
+    EXPECT_EQ(std::ranges::count_if(others, [](auto const& o) { return !o->heard.empty(); }), 1);
     Kiv::Trace::levelIs("Any", 3, true);
     std::string const all = "a a.1 b.1 a.1.2 a a.1 b.1 a.1.2 ";
     EXPECT_EQ(change(), all + '|' + all + '|' + all);

@@ -60,6 +60,8 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
         changed = map.size() != 0;
         map.clear();
         for (Member& m : model) m.live = false;
+      } else if (choice < 604) {
+        map.expect(static_cast<U32>(random() % (2 * keys)));
       } else if (choice < 630) {
         walks.emplace_back(map.iteratorConst(), nextLive(0));
         if (choice % 3 == 0) walks.back() = walks[random() % walks.size()];
@@ -143,6 +145,16 @@ TEST(HashMap, InsertionThatFailsChangesNothing) {
     ASSERT_TRUE(next == size && map.size() == size);
   }
   EXPECT_GT(failures, 10U);
+  for (U32 const failAt : {1U, 2U, 3U, 4U}) {
+    Allocations::failAt = failAt;
+    ASSERT_THROW(map.expect(600), std::bad_alloc);
+    ASSERT_TRUE(map.size() == 300 && map.value(299) == 299);
+  }
+  Allocations::failAt = 0;
+  map.expect(600);
+  Allocations::failAt = 1;
+  for (U32 size = 300; size < 600; ++size) map.valueIs(size, size);
+  Allocations::failAt = 0;
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "Bridging/VlanId.h"
 #include "Kiv/Entity.h"
 #include "Kiv/HashMap.h"
+#include "Kiv/Integers.h"
 #include "Kiv/Ptr.h"
 #include "Kiv/StoredMap.h"
 #include "MacsecProxy/ProxySubIntfStatus.h"
@@ -28,6 +29,8 @@ class Status : public Kiv::Entity {
   /// All marks, by proxy interface.
   Kiv::HashMap<Velto::IntfId, bool> const& proxyIntf() const { return proxyIntf_.members(); }
 
+  /// Makes room for so many records at once. Raises `std::bad_alloc`.
+  void proxySubIntfStatusExpect(U32 records) { proxySubIntfStatus_.expect(records); }
   /// Writes the record of a proxy sub-interface; one that is there already is replaced whole.
   /// Returns the record. Raises `std::bad_alloc`.
   Kiv::Ptr<ProxySubIntfStatus const> proxySubIntfStatusIs(Velto::IntfId proxySubIntfId,

@@ -3,6 +3,7 @@
 #include "Bridging/Dot1qEncap.h"
 #include "Kiv/Entity.h"
 #include "Kiv/HashMap.h"
+#include "Kiv/Integers.h"
 #include "Kiv/Ptr.h"
 #include "Kiv/StoredMap.h"
 #include "Velto/IntfId.h"
@@ -16,6 +17,8 @@ class SubIntfDynDot1qEncap : public Kiv::Entity {
   /// A new, empty table.
   static Kiv::Ptr<SubIntfDynDot1qEncap> SubIntfDynDot1qEncapIs();
 
+  /// Makes room for so many encapsulations at once. Raises `std::bad_alloc`.
+  void encapExpect(U32 encaps) { encap_.expect(encaps); }
   /// Sets the encapsulation of a sub-interface. Raises `std::bad_alloc`.
   void encapIs(Velto::IntfId subIntfId, Bridging::Dot1qEncap encap);
   /// Removes an encapsulation and returns it, one without a tag when there is none.

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "Kiv/Entity.h"
 #include "Kiv/HashMap.h"
 #include "Kiv/Integers.h"
 #include "Kiv/KeyGroup.h"
@@ -66,7 +67,7 @@ class Delivery {
   ///
   /// REQUIRES: the delivery is idle.
   template <auto slot, class Key>
-  void deliver(PtrInterface const& entity, Undelivered<Key>& undelivered, Key key);
+  void deliver(Entity const& entity, Undelivered<Key>& undelivered, Key key);
 
   /// Makes one change at `key` of a collection of `entity`, at once or when the earlier ones at
   /// that key are delivered, and posts its delivery through `slot`, which is left to a delivery in
@@ -74,7 +75,7 @@ class Delivery {
   /// change; it must not post changes of its own. What it raises comes through, with nothing
   /// posted.
   template <auto slot, class Key, class CarryOut>
-  void post(PtrInterface const& entity, Undelivered<Key>& undelivered, Key key, CarryOut carryOut);
+  void post(Entity const& entity, Undelivered<Key>& undelivered, Key key, CarryOut carryOut);
 
   /// Delivers everything posted, unless a delivery is in progress, which then does so. Raises the
   /// first exception that a notifiee or a postponed change raised.
@@ -97,7 +98,7 @@ class Delivery {
   friend class NotifieeList;
 
   struct Change {
-    Ptr<PtrInterface const> entity;
+    Ptr<Entity const> entity;
     /// The `Undelivered` of the collection.
     void* undelivered;
     U64 keyBits;
@@ -172,6 +173,15 @@ struct SlotOf<void (Notifiee::*)(Key)> {
   using NotifieeType = Notifiee;
 };
 
+inline PtrInterface::NotifieeConst* NotifieeList::hearer(std::size_t place, U64 change, U32 group,
+                                                         bool all) const noexcept {
+  auto* const hearer = hearers_[place];
+  bool const isToHear = hearer != nullptr &&
+                        (lastBeginning_ < change || places_[place].deafUntil < change) &&
+                        (all || hearer->interest_ == everyGroup || hearer->interest_ == group);
+  return isToHear ? hearer : nullptr;
+}
+
 template <auto slot, class Key>
 inline void NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& notifiee, Key key,
                                std::exception_ptr& first) noexcept {
@@ -190,34 +200,44 @@ inline void NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& 
 template <auto slot, class Key>
 inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
                                   std::exception_ptr& first) noexcept {
-  U32 const keyGroup = groupOf(key);
-  // Asked for each notifiee, since the one before it may have switched a trace level.
-  auto const groupToTell = [keyGroup] { return Trace::isAnythingOn() ? everyGroup : keyGroup; };
+  U32 const group = groupOf(key);
+  // Asked again after each notifiee, who may have switched a trace level.
+  auto const isForAll = [] { return !hasGroups<Key> || Trace::isAnythingOn(); };
   delivering_ = true;
   // Whoever registers from here on stands behind `end`.
   std::size_t const end = places_.size();
-  if (delivery.order_ == Delivery::Order::registration) [[likely]] {
-    for (std::size_t place = 0; place < end;) {
-      if (isForAllHearers(change, keyGroup)) {
-        delivery.disturbed_ = false;
-        PtrInterface::NotifieeConst* const* const hearers = hearers_.data();
-        do {
-          if (auto* const hearer = hearers[place]) tell<slot>(delivery, *hearer, key, first);
-          ++place;
-        } while (place < end && !delivery.disturbed_);
-      } else if (place = nextFor(groupToTell(), place, end); place < end) {
-        if (hears(place, change)) tell<slot>(delivery, *hearers_[place], key, first);
-        ++place;
-      }
-    }
-  } else {
+  std::size_t place = 0;
+  if (delivery.order_ != Delivery::Order::registration) [[unlikely]] {
     Delivery::Walk walk = delivery.walk(end);
-    for (std::size_t step = 0; step < end; ++step) {
-      std::size_t const place = walk.next();
-      if (nextFor(groupToTell(), place, place + 1) == place && hears(place, change)) {
-        tell<slot>(delivery, *hearers_[place], key, first);
-      }
+    for (; place < end; ++place) {
+      auto* const notifiee = hearer(walk.next(), change, group, isForAll());
+      if (notifiee != nullptr) tell<slot>(delivery, *notifiee, key, first);
     }
+  } else if (isForAllHearers<Key>(change)) {
+    delivery.disturbed_ = false;
+    PtrInterface::NotifieeConst* const* const hearers = hearers_.data();
+    for (; place < end && !delivery.disturbed_; ++place) {
+      if (auto* const hearer = hearers[place]) tell<slot>(delivery, *hearer, key, first);
+    }
+  }
+  while (place < end) {
+    std::size_t const word = place / inWord;
+    bool all = isForAll();
+    U64 there = (all ? taken(word) : marked(group, word)) >> 8 * (place % inWord);
+    // One place after the other, rather than from one bit to the next, so that the processor can go
+    // on before it knows the bits.
+    for (; there != 0; ++place, there >>= 8U) {
+      if ((there & 0x80U) == 0) continue;
+      auto* const notifiee = hearer(place, change, group, all);
+      if (notifiee == nullptr) continue;
+      tell<slot>(delivery, *notifiee, key, first);
+      if (isForAll() == all) [[likely]]
+        continue;
+      all = !all;
+      there = (all ? taken(word) : marked(group, word)) >> 8 * (place % inWord);
+    }
+    place = (word + 1) * inWord;
+    while (!all && place < end && marked(group, place / inWord) == 0) place += inWord;
   }
   delivery.told_ = nullptr;
   delivering_ = false;
@@ -225,7 +245,7 @@ inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
 }
 
 template <auto slot, class Key>
-void Delivery::deliver(PtrInterface const& entity, Undelivered<Key>& undelivered, Key key) {
+void Delivery::deliver(Entity const& entity, Undelivered<Key>& undelivered, Key key) {
   static_assert(std::is_trivially_copyable_v<Key> &&
                 (sizeof(Key) == sizeof(U32) || sizeof(Key) == sizeof(U64)));
 
@@ -234,7 +254,7 @@ void Delivery::deliver(PtrInterface const& entity, Undelivered<Key>& undelivered
   begunKeyBits_ = std::bit_cast<BitsOf<Key>>(key);
   std::exception_ptr first;
   {
-    Ptr<PtrInterface const> const held(&entity);
+    Ptr<Entity const> const held(&entity);
     NotifieeList& list = *entity.notifieeList();
     list.deliver<slot>(*this, key, list.changeIs(), first);
   }
@@ -245,7 +265,7 @@ void Delivery::deliver(PtrInterface const& entity, Undelivered<Key>& undelivered
 }
 
 template <auto slot, class Key, class CarryOut>
-void Delivery::post(PtrInterface const& entity, Undelivered<Key>& undelivered, Key key,
+void Delivery::post(Entity const& entity, Undelivered<Key>& undelivered, Key key,
                     CarryOut carryOut) {
   std::size_t const place = changes_.size();
   bool const isPostponed = isUndelivered(undelivered, key);
@@ -253,7 +273,7 @@ void Delivery::post(PtrInterface const& entity, Undelivered<Key>& undelivered, K
   bool worthTelling = false;
   try {
     changes_.push_back(Change{
-        Ptr<PtrInterface const>(&entity), &undelivered, std::bit_cast<BitsOf<Key>>(key), 0,
+        Ptr<Entity const>(&entity), &undelivered, std::bit_cast<BitsOf<Key>>(key), 0,
         [](Delivery& delivery, Change const& change, std::exception_ptr& first) {
           Key const changed = keyOf<Key>(change.keyBits);
           if (change.number != 0) {

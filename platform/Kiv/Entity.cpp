@@ -14,8 +14,6 @@ constinit std::atomic<U32> entitiesMade{0};
 
 constinit KivType const Entity::_kivType{"Kiv::Entity", &PtrInterface::_kivType};
 
-NotifieeList* Entity::notifieeList() const { return &notifieeList_; }
-
 Entity::Entity() noexcept : entityNumber_(++entitiesMade) {}
 
 }  // namespace Kiv

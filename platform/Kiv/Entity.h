@@ -12,7 +12,7 @@ class Entity : public PtrInterface {
   class NotifieeConst;
 
   /// The entity's own list.
-  NotifieeList* notifieeList() const override;
+  NotifieeList* notifieeList() const final { return &notifieeList_; }
 
   /// The entity's number: 1 for the first entity made in the process, and so on. Names the entity
   /// in messages, the same on every run that makes the same entities.

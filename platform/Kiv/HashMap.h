@@ -103,7 +103,7 @@ class HashMap {
   /// Has the processor fetch what a search for `key` looks at first. Pays where several searches in
   /// large collections follow; does nothing in small ones.
   void prefetch(Key key) const noexcept {
-    if (room_ > smallRoom) __builtin_prefetch(slots_.get() + homeOf(hashOf(key)));
+    if (room_ > smallRoom) __builtin_prefetch(slots_ + homeOf(hashOf(key)));
   }
   /// The same, and what such a search reads of a member that is there. It is worth less than
   /// nothing when there is none.
@@ -152,6 +152,12 @@ class HashMap {
     return nullptr;
   }
 
+  /// Makes room for that many members, and for some more, at once rather than as they come. Does
+  /// nothing when there is room already. Raises `std::bad_alloc`, with nothing changed.
+  void expect(U32 members) {
+    if (members > room_) grow(U64{members} + members / 8);
+  }
+
   /// Removes `key`. Returns the value it had, `Value{}` when there was none.
   Value valueDel(Key key) noexcept {
     auto const [place, slot] = search(key, hashOf(key));
@@ -190,14 +196,6 @@ class HashMap {
   /// Slots without a member: one that never had one since the last move, and one that has been
   /// left. Their low bits are a place that is never in use.
   static constexpr U32 freshSlot = ~U32{0}, usedSlot = freshSlot >> 1U;
-
-  /// The one slot of a collection that has never had a member; only read.
-  static inline U32 noSlots[] = {freshSlot};
-  struct DeleteSlots {
-    void operator()(U32* slots) const noexcept {
-      if (slots != noSlots) delete[] slots;
-    }
-  };
 
   struct Found {
     /// `none` when there is no such member.
@@ -239,24 +237,36 @@ class HashMap {
   [[gnu::noinline]] void makeRoom() {
     if (3 * std::size_t{size_ - live_} > size_) {
       moveTo(keys_.get(), values_.get());
+      enterAll();
     } else {
-      U32 const room = room_ < 8 ? 8 : room_ < fewMembers ? 2 * room_ : room_ + room_ / 2;
-      if (room > mostMembers) throw std::bad_alloc();
-      U32 const slotCount = 2 * room + room / 2;
-      auto keys = std::make_unique<Key[]>(room);
-      auto values = std::make_unique<Value[]>(room);
-      auto present = std::make_unique<U64[]>(room / 64 + 1);
-      std::unique_ptr<U32[], DeleteSlots> slots(new U32[slotCount]);
-      moveTo(keys.get(), values.get());
-      keys_ = std::move(keys);
-      values_ = std::move(values);
-      present_ = std::move(present);
-      slots_ = std::move(slots);
-      room_ = room;
-      placeBits_ = static_cast<U32>(std::bit_width(room));
-      slotCount_ = slotCount;
+      grow(room_ < 8 ? 8 : room_ < fewMembers ? 2 * room_ : room_ + room_ / 2);
     }
-    std::fill_n(slots_.get(), slotCount_, freshSlot);
+  }
+
+  /// Moves all members into arrays with the room that is wanted, which is more than there is.
+  void grow(U64 wanted) {
+    if (wanted > mostMembers) throw std::bad_alloc();
+    auto const room = static_cast<U32>(wanted);
+    U32 const slotCount = 2 * room + room / 2;
+    auto keys = std::make_unique<Key[]>(room);
+    auto values = std::make_unique<Value[]>(room);
+    auto present = std::make_unique<U64[]>(room / 64 + 1);
+    std::unique_ptr<U32[]> slots(new U32[slotCount]);
+    moveTo(keys.get(), values.get());
+    keys_ = std::move(keys);
+    values_ = std::move(values);
+    present_ = std::move(present);
+    ownSlots_ = std::move(slots);
+    slots_ = ownSlots_.get();
+    room_ = room;
+    placeBits_ = static_cast<U32>(std::bit_width(room));
+    slotCount_ = slotCount;
+    enterAll();
+  }
+
+  /// Enters all members, who have been moved to the front, in the index, as the only ones.
+  void enterAll() noexcept {
+    std::fill_n(slots_, slotCount_, freshSlot);
     size_ = live_;
     for (U32 word = 0; word <= room_ / 64; ++word) {
       U32 const before = std::min(size_, 64 * word), in = std::min(size_ - before, 64U);
@@ -285,7 +295,10 @@ class HashMap {
   std::unique_ptr<Key[]> keys_;
   std::unique_ptr<Value[]> values_;
   std::unique_ptr<U64[]> present_;
-  std::unique_ptr<U32[], DeleteSlots> slots_{noSlots};
+  std::unique_ptr<U32[]> ownSlots_;
+  /// The one slot of a collection that has never had a member.
+  U32 noSlot_ = freshSlot;
+  U32* slots_ = &noSlot_;
   /// The places in use, those of holes among them, and how many there can be.
   U32 size_ = 0;
   U32 room_ = 0;

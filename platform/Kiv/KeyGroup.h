@@ -9,11 +9,18 @@ namespace Kiv {
 /// No group of keys but all of them.
 inline constexpr U32 everyGroup = ~U32{0};
 
+/// Whether keys of a type belong to groups: they bring their own `group()`, which is never
+/// `everyGroup`.
+template <class Key>
+inline constexpr bool hasGroups = requires(Key const& key) {
+  key.group();
+};
+
 /// The group that a collection key belongs to. A notifiee may ask to be told of one group only.
-/// Keys bring their own `group()`; the others have no groups, and everybody is told of them.
+/// Of keys without groups everybody is told.
 template <class Key>
 U32 groupOf(Key const& key) noexcept {
-  if constexpr (requires { key.group(); }) {
+  if constexpr (hasGroups<Key>) {
     return key.group();
   } else {
     return everyGroup;

@@ -12,7 +12,7 @@ void NotifieeList::reserve() {
   std::size_t const room = std::max(few, 2 * places_.size());
   // The places last: their room stands for all.
   hearers_.reserve(room);
-  interests_.reserve(room);
+  marks_.reserve(room / inWord + 1);
   places_.reserve(room);
 }
 
@@ -20,7 +20,7 @@ void NotifieeList::notifieeIs(PtrInterface::NotifieeConst& notifiee, bool hears)
   notifiee.place_ = places_.size();
   places_.push_back({&notifiee, 0});
   hearers_.push_back(nullptr);
-  interests_.push_back(notifiee.interest_);
+  markIs(notifiee.place_, notifiee.interest_);
   if (notifiee.interest_ != everyGroup) ++selective_;
   hearsIs(notifiee, hears);
 }
@@ -40,6 +40,14 @@ void NotifieeList::hearsIs(PtrInterface::NotifieeConst const& notifiee, bool hea
   if (delivering_) Delivery::ofThisThread().disturb();
 }
 
+void NotifieeList::markIs(std::size_t place, U32 interest) noexcept {
+  if (place == inWord * marks_.size()) marks_.push_back(noMark * inEachByte);
+  U64& marks = marks_[place / inWord];
+  std::size_t const bit = place % inWord * 8;
+  U64 const mark = interest == everyGroup ? everyMark : markOf(interest);
+  marks = (marks & ~(U64{0xFF} << bit)) | mark << bit;
+}
+
 void NotifieeList::hasRaised(PtrInterface::NotifieeConst& notifiee,
                              std::exception_ptr& first) noexcept {
   if (!first) first = std::current_exception();
@@ -48,17 +56,17 @@ void NotifieeList::hasRaised(PtrInterface::NotifieeConst& notifiee,
 
 void NotifieeList::closeHoles() noexcept {
   std::size_t to = 0;
+  marks_.clear();
   for (std::size_t from = 0; from < places_.size(); ++from) {
     if (places_[from].notifiee == nullptr) continue;
     places_[from].notifiee->place_ = to;
     places_[to] = places_[from];
     hearers_[to] = hearers_[from];
-    interests_[to] = interests_[from];
+    markIs(to, places_[to].notifiee->interest_);
     ++to;
   }
   places_.resize(to);
   hearers_.resize(to);
-  interests_.resize(to);
   holes_ = 0;
 }
 

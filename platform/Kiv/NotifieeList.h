@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <exception>
 #include <vector>
@@ -59,8 +60,9 @@ class NotifieeList {
  private:
   /// The first room, and how many holes are left alone.
   static constexpr std::size_t few = 16;
-  /// How many places `nextFor` looks at in one go, with a few vector instructions.
-  static constexpr std::size_t placesAtOnce = 32;
+  /// The marks of places stand eight in a word.
+  static constexpr std::size_t inWord = 8;
+  static constexpr U64 inEachByte = 0x0101010101010101U, highBits = inEachByte << 7U;
 
   struct Place {
     /// Null for a hole.
@@ -69,35 +71,33 @@ class NotifieeList {
     U64 deafUntil;
   };
 
-  /// The next place from `place` on of a notifiee that is to be told of the keys of `group`, `end`
-  /// when there is none.
-  std::size_t nextFor(U32 group, std::size_t place, std::size_t end) const noexcept {
-    if (group == everyGroup) return place;
-    U32 const* const interests = interests_.data();
-    auto const matches = [interests, group](std::size_t from) {
-      // Counted without a branch, so that the compiler looks at several in one instruction.
-      U32 count = 0;
-      for (std::size_t at = from; at < from + placesAtOnce; ++at) {
-        count += static_cast<U32>(interests[at] == group);
-        count += static_cast<U32>(interests[at] == everyGroup);
-      }
-      return count;
-    };
-    while (end - place >= placesAtOnce && matches(place) == 0) place += placesAtOnce;
-    while (place < end && interests[place] != group && interests[place] != everyGroup) ++place;
-    return place;
+  /// What `marks_` says of a place: a number that few groups share, of an interest in one of them;
+  /// of one in all of them; and of a place that nobody has had yet.
+  static U64 markOf(U32 group) noexcept { return group * 0x9E3779B1U >> 26U; }
+  static constexpr U64 everyMark = 0x80, noMark = 0x40;
+  void markIs(std::size_t place, U32 interest) noexcept;
+
+  /// The places of a word that anybody has, by the high bits of bytes.
+  U64 taken(std::size_t word) const noexcept { return ~marks_[word] << 1U & highBits; }
+  /// Of those, the ones whose interest has the mark of `group` or is in all groups.
+  U64 marked(U32 group, std::size_t word) const noexcept {
+    U64 const marks = marks_[word], differences = marks ^ markOf(group) * inEachByte;
+    // The subtraction sets the high bit of a byte that is 0. Above such a byte it may set others,
+    // too: a mark proves nothing anyway.
+    return (((differences - inEachByte) & ~differences) | marks) & highBits;
   }
 
   /// Whether a change is for every hearer, whoever wants only some group of keys or has begun to
   /// hear apart.
-  bool isForAllHearers(U64 change, U32 group) const noexcept {
-    return lastBeginning_ < change && (group == everyGroup || selective_ == 0);
+  template <class Key>
+  bool isForAllHearers(U64 change) const noexcept {
+    return lastBeginning_ < change && (!hasGroups<Key> || selective_ == 0);
   }
 
-  /// Whether somebody at `place` is to be told of a change.
-  bool hears(std::size_t place, U64 change) const noexcept {
-    return hearers_[place] != nullptr && places_[place].deafUntil < change;
-  }
+  /// Who at `place` is to be told of a change, at a key of `group` or, with `all`, whatever the
+  /// key; null when nobody is.
+  PtrInterface::NotifieeConst* hearer(std::size_t place, U64 change, U32 group,
+                                      bool all) const noexcept;
 
   /// Tells one notifiee; `first` takes what it raises unless it holds an earlier exception.
   template <auto slot, class Key>
@@ -114,8 +114,8 @@ class NotifieeList {
   std::vector<Place> places_;
   /// By place, who hears at present; null for the others and for holes.
   std::vector<PtrInterface::NotifieeConst*> hearers_;
-  /// By place, the notifiee's interest.
-  std::vector<U32> interests_;
+  /// By place, a byte for the notifiee's interest.
+  std::vector<U64> marks_;
   std::size_t holes_ = 0;
   /// How many have an interest in one group alone.
   std::size_t selective_ = 0;

@@ -15,6 +15,9 @@ class StoredMap {
  public:
   HashMap<Key, Value> const& members() const noexcept { return members_; }
 
+  /// As in `HashMap`.
+  void expect(U32 members) { members_.expect(members); }
+
   /// Inserts or overwrites. Raises `std::bad_alloc`, with nothing changed.
   void valueIs(Key key, Value value) {
     members_.valueIs(key, std::move(value));

@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "Kiv/Delivery.h"
+#include "Kiv/Entity.h"
 #include "Kiv/HashMap.h"
 #include "Kiv/Ptr.h"
-#include "Kiv/PtrInterface.h"
 
 namespace Kiv {
 
@@ -30,7 +30,7 @@ template <class Key, class Value, class Notifiee, void (Notifiee::*slot)(Key)>
 class WatchedMap {
  public:
   /// The collection of `entity`, which owns it.
-  explicit WatchedMap(PtrInterface const& entity) noexcept : entity_(entity) {}
+  explicit WatchedMap(Entity const& entity) noexcept : entity_(entity) {}
 
   HashMap<Key, Value> const& members() const noexcept { return members_; }
 
@@ -111,7 +111,7 @@ class WatchedMap {
     delivery.post<slot>(entity_, undelivered_, key, std::move(carryOut));
   }
 
-  PtrInterface const& entity_;
+  Entity const& entity_;
   HashMap<Key, Value> members_;
   Delivery::Undelivered<Key> undelivered_;
 };

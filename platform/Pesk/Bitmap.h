@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <vector>
@@ -49,8 +48,9 @@ class Bitmap : public Kiv::PtrInterface {
   static constexpr U64 allBits = ~U64{0};
 
   void checkRange(U32 first, U32 last) const;
+  /// Has `change` change the bits of a range, in one word after the other.
   template <class Change>
-  void changeRange(U32 first, U32 last, Change change);
+  [[gnu::always_inline]] void changeRange(U32 first, U32 last, Change change);
 
   U64 id_;
   U32 size_;
@@ -92,26 +92,28 @@ inline U32 Bitmap::findClearBitInRange(U32 first, U32 last,
 }
 
 template <class Change>
-void Bitmap::changeRange(U32 first, U32 last, Change change) {
+inline void Bitmap::changeRange(U32 first, U32 last, Change change) {
   checkRange(first, last);
-  for (U64 bit = first - 1; bit < last;) {
-    std::size_t const word = bit / wordBits;
-    auto const from = static_cast<U32>(bit % wordBits);
-    auto const count = static_cast<U32>(std::min<U64>(wordBits - from, last - bit));
-    change(words_[word], allBits >> (wordBits - count) << from);
-    U64 const mark = U64{1} << word % wordBits;
-    U64& group = wordsWithClear_[word / wordBits];
-    group = words_[word] == allBits ? group & ~mark : group | mark;
-    bit += count;
-  }
+  if (last < first) return;
+  U32 word = (first - 1) / wordBits;
+  U32 const lastWord = (last - 1) / wordBits;
+  U64 bits = allBits << (first - 1) % wordBits;
+  for (; word < lastWord; ++word, bits = allBits) change(word, bits);
+  change(word, bits & allBits >> (wordBits - 1 - (last - 1) % wordBits));
 }
 
 inline void Bitmap::setBitsInRange(U32 first, U32 last) {
-  changeRange(first, last, [](U64& word, U64 bits) { word |= bits; });
+  changeRange(first, last, [this](U32 word, U64 bits) {
+    words_[word] |= bits;
+    if (words_[word] == allBits) wordsWithClear_[word / wordBits] &= ~(U64{1} << word % wordBits);
+  });
 }
 
 inline void Bitmap::clearBitsInRange(U32 first, U32 last) {
-  changeRange(first, last, [](U64& word, U64 bits) { word &= ~bits; });
+  changeRange(first, last, [this](U32 word, U64 bits) {
+    words_[word] &= ~bits;
+    wordsWithClear_[word / wordBits] |= U64{1} << word % wordBits;
+  });
 }
 
 inline bool Bitmap::bitIsSet(U32 index) const {
