@@ -1,7 +1,6 @@
 #include "MacsecProxy/MacsecProxyIntfSm.h"
 
 #include <exception>
-#include <optional>
 #include <utility>
 
 #include "Bridging/Dot1qEncap.h"
@@ -144,7 +143,7 @@ void MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId intfId) {
   Config const* const configuration = config_.watched();
   if (configuration == nullptr) return;
   if (Kiv::Ptr<ProxyConfig const> const* const entry = configuration->proxyConfig().find(intfId)) {
-    bringIntoService(intfId, (*entry)->patchSubIntfId(), (*entry)->clientIntfId());
+    bringIntoService(intfId, (*entry)->patchSubIntfId(), true, (*entry)->clientIntfId());
   } else {
     deleteProxySubIntfStatus(intfId);
   }
@@ -190,19 +189,17 @@ void MacsecProxyIntfSm::addProxySubIntfStatus(Velto::IntfId proxySubIntfId,
   Config const* const configuration = config_.watched();
   Kiv::Ptr<ProxyConfig const> const* const entry =
       configuration != nullptr ? configuration->proxyConfig().find(proxySubIntfId) : nullptr;
-  std::optional<Velto::IntfId> configuredClient;
-  if (entry != nullptr) configuredClient = (*entry)->clientIntfId();
-  bringIntoService(proxySubIntfId, patchSubIntfId, configuredClient);
+  bringIntoService(proxySubIntfId, patchSubIntfId, entry != nullptr,
+                   entry != nullptr ? (*entry)->clientIntfId() : Velto::IntfId());
 }
 
 void MacsecProxyIntfSm::bringIntoService(Velto::IntfId proxySubIntfId, Velto::IntfId patchSubIntfId,
-                                         std::optional<Velto::IntfId> configuredClient) {
+                                         bool isConfigured, Velto::IntfId clientIntfId) {
   trace(__LINE__, "addProxySubIntfStatus", intfId_,
         " void MacsecProxy::MacsecProxyIntfSm::addProxySubIntfStatus(Velto::IntfId, "
         "Velto::IntfId): ",
         proxySubIntfId);
-  Kiv::checkConsistency(configuredClient.has_value(), "proxyConfigHas( proxySubIntfId )");
-  Velto::IntfId const clientIntfId = *configuredClient;
+  Kiv::checkConsistency(isConfigured, "proxyConfigHas( proxySubIntfId )");
   dynDot1qEncap_->encap().prefetch(patchSubIntfId);
   ethIntfStatusDir_->intfStatus().prefetchMember(clientIntfId);
   Kiv::checkConsistency(macsecTag_ != nullptr, "macsecTag");

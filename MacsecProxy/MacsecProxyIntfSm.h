@@ -1,7 +1,5 @@
 #pragma once
 
-#include <optional>
-
 #include "Bridging/VlanIdOrNone.h"
 #include "Interface/DeviceIntfStatusDir.h"
 #include "Interface/EthIntfStatusDir.h"
@@ -212,11 +210,11 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
       Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface,
       Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir);
 
-  /// `addProxySubIntfStatus` with the client that is configured, empty for none; without a value
-  /// when the sub-interface is not configured.
+  /// `addProxySubIntfStatus`, told whether the sub-interface is configured, and with which client;
+  /// empty for none.
   MACSECPROXY_LOCAL void bringIntoService(Velto::IntfId proxySubIntfId,
-                                          Velto::IntfId patchSubIntfId,
-                                          std::optional<Velto::IntfId> configuredClient);
+                                          Velto::IntfId patchSubIntfId, bool isConfigured,
+                                          Velto::IntfId clientIntfId);
   MACSECPROXY_LOCAL void send(DriverCommand const& command);
 
   // The order is a promise: references are released in the reverse of it.
