@@ -138,8 +138,11 @@ void MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId intfId) {
   if (Velto::SubIntfId::parentIntfId(intfId) != intfId_) return;
   // What the steps to come look up is fetched ahead, here and below: in large tables, waiting for
   // memory takes longer than the steps themselves.
-  status_->proxySubIntfStatus().prefetch(intfId);
-  dynDot1qEncap_->encap().prefetch(intfId);
+  if (dynDot1qEncap_->encap().isLarge()) {
+    status_->proxySubIntfStatus().prefetch(intfId);
+    dynDot1qEncap_->encap().prefetch(intfId);
+    proxySubIntf_.prefetch(intfId);
+  }
   Config const* const configuration = config_.watched();
   if (configuration == nullptr) return;
   if (Kiv::Ptr<ProxyConfig const> const* const entry = configuration->proxyConfig().find(intfId)) {
@@ -200,8 +203,11 @@ void MacsecProxyIntfSm::bringIntoService(Velto::IntfId proxySubIntfId, Velto::In
         "Velto::IntfId): ",
         proxySubIntfId);
   Kiv::checkConsistency(isConfigured, "proxyConfigHas( proxySubIntfId )");
-  dynDot1qEncap_->encap().prefetch(patchSubIntfId);
-  ethIntfStatusDir_->intfStatus().prefetchMember(clientIntfId);
+  if (dynDot1qEncap_->encap().isLarge()) {
+    dynDot1qEncap_->encap().prefetch(patchSubIntfId);
+    ethIntfStatusDir_->intfStatus().prefetchMember(clientIntfId);
+    clientIntf_.prefetch(clientIntfId);
+  }
   Kiv::checkConsistency(macsecTag_ != nullptr, "macsecTag");
   if (status_->proxySubIntfStatusHas(proxySubIntfId)) deleteProxySubIntfStatus(proxySubIntfId);
 
@@ -231,9 +237,13 @@ void MacsecProxyIntfSm::deleteProxySubIntfStatus(Velto::IntfId proxySubIntfId) {
   // it is not the reverse of that of the add.
   Kiv::Ptr<ProxySubIntfStatus const> const record = status_->proxySubIntfStatus(proxySubIntfId);
   if (!record) return;
-  dynDot1qEncap_->encap().prefetchMember(proxySubIntfId);
-  dynDot1qEncap_->encap().prefetchMember(record->patchSubIntfId());
-  ethIntfStatusDir_->intfStatus().prefetchMember(record->clientIntfId());
+  if (dynDot1qEncap_->encap().isLarge()) {
+    dynDot1qEncap_->encap().prefetchMember(proxySubIntfId);
+    dynDot1qEncap_->encap().prefetchMember(record->patchSubIntfId());
+    ethIntfStatusDir_->intfStatus().prefetchMember(record->clientIntfId());
+    clientIntf_.prefetchMember(record->clientIntfId());
+    proxySubIntf_.prefetchMember(proxySubIntfId);
+  }
   if (macsecTag_ && record->clientTag().value() <= macsecTag_->size()) {
     macsecTag_->clearBitsInRange(record->encryptTag().value(), record->clientTag().value());
   }

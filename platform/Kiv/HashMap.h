@@ -100,15 +100,14 @@ class HashMap {
   /// The same, to be changed in place; that is neither an insertion nor a removal.
   Value* find(Key key) noexcept { return const_cast<Value*>(std::as_const(*this).find(key)); }
 
-  /// Has the processor fetch what a search for `key` looks at first. Pays where several searches in
-  /// large collections follow; does nothing in small ones.
-  void prefetch(Key key) const noexcept {
-    if (room_ > smallRoom) __builtin_prefetch(slots_ + homeOf(hashOf(key)));
-  }
+  /// Whether much of the collection is not near the processor, so that it pays to have what several
+  /// searches will look at fetched ahead.
+  bool isLarge() const noexcept { return room_ > largeFrom; }
+  /// Has the processor fetch what a search for `key` looks at first.
+  void prefetch(Key key) const noexcept { __builtin_prefetch(slots_ + homeOf(hashOf(key))); }
   /// The same, and what such a search reads of a member that is there. It is worth less than
   /// nothing when there is none.
   void prefetchMember(Key key) const noexcept {
-    if (room_ <= smallRoom) return;
     U32 const hash = hashOf(key);
     U32 const place = std::min(slots_[homeOf(hash)] ^ (hash << placeBits_), room_);
     __builtin_prefetch(keys_.get() + place);
@@ -191,8 +190,7 @@ class HashMap {
   static constexpr U32 mostMembers = none / 5 * 2;
   /// Arrays double up to here and grow by half above.
   static constexpr U32 fewMembers = 1024;
-  /// Up to here, what a collection is made of is near the processor anyway.
-  static constexpr U32 smallRoom = 4096;
+  static constexpr U32 largeFrom = 8192;
   /// Slots without a member: one that never had one since the last move, and one that has been
   /// left. Their low bits are a place that is never in use.
   static constexpr U32 freshSlot = ~U32{0}, usedSlot = freshSlot >> 1U;
