@@ -183,7 +183,7 @@ inline PtrInterface::NotifieeConst* NotifieeList::hearer(std::size_t place, U64 
 }
 
 template <auto slot, class Key>
-inline void NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& notifiee, Key key,
+inline bool NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& notifiee, Key key,
                                std::exception_ptr& first) noexcept {
   using Notifiee = typename SlotOf<decltype(slot)>::NotifieeType;
   delivery.told_ = &notifiee;
@@ -192,9 +192,10 @@ inline void NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& 
   } catch (...) {
     hasRaised(notifiee, first);
   }
-  // As a disturbance, since the loop asks for that anyway.
-  if (delivery.disturbed_ && delivery.told_ == nullptr) [[unlikely]]
-    notifiee.referenceDel();
+  if (!delivery.disturbed_) [[likely]]
+    return true;
+  if (delivery.told_ == nullptr) notifiee.referenceDel();
+  return false;
 }
 
 template <auto slot, class Key>
@@ -216,8 +217,9 @@ inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
   } else if (isForAllHearers<Key>(change)) {
     delivery.disturbed_ = false;
     PtrInterface::NotifieeConst* const* const hearers = hearers_.data();
-    for (; place < end && !delivery.disturbed_; ++place) {
-      if (auto* const hearer = hearers[place]) tell<slot>(delivery, *hearer, key, first);
+    while (place < end) {
+      auto* const hearer = hearers[place++];
+      if (hearer != nullptr && !tell<slot>(delivery, *hearer, key, first)) break;
     }
   }
   while (place < end) {

@@ -99,9 +99,10 @@ class NotifieeList {
   PtrInterface::NotifieeConst* hearer(std::size_t place, U64 change, U32 group,
                                       bool all) const noexcept;
 
-  /// Tells one notifiee; `first` takes what it raises unless it holds an earlier exception.
+  /// Tells one notifiee; `first` takes what it raises unless it holds an earlier exception. Returns
+  /// whether the delivery is undisturbed.
   template <auto slot, class Key>
-  [[gnu::always_inline]] static void tell(Delivery& delivery, PtrInterface::NotifieeConst& notifiee,
+  [[gnu::always_inline]] static bool tell(Delivery& delivery, PtrInterface::NotifieeConst& notifiee,
                                           Key key, std::exception_ptr& first) noexcept;
   /// Called while the exception of `notifiee` is handled.
   static void hasRaised(PtrInterface::NotifieeConst& notifiee, std::exception_ptr& first) noexcept;
