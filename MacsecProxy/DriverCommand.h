@@ -41,7 +41,8 @@ class DriverCommand {
   /// Adds a blank and a number in decimal.
   DriverCommand& field(U32 number) noexcept {
     char* const at = appendBlank();
-    if (auto const [end, error] = std::to_chars(at, limit(), number); error == std::errc()) {
+    if (auto const [end, error] = std::to_chars(at, limit(), number); error == std::errc())
+        [[likely]] {
       end_ = end;
     } else {
       std::array<char, 10> digits;
@@ -59,7 +60,8 @@ class DriverCommand {
   /// Returns where the text goes on.
   char* appendBlank() noexcept {
     char* const at = end_;
-    if (at == limit()) return at;
+    if (at == limit()) [[unlikely]]
+      return at;
     *at = ' ';
     return at + 1;
   }

@@ -223,7 +223,8 @@ void MacsecProxyIntfSm::bringIntoService(Velto::IntfId proxySubIntfId, Velto::In
   dynDot1qEncap_->encapIs(patchSubIntfId, Bridging::Dot1qEncap(encryptTag));
   status_->proxySubIntfStatusIs(proxySubIntfId, patchSubIntfId, clientIntfId, encryptTag,
                                 clientTag);
-  if (clientIntfId == Velto::IntfId()) return;
+  if (clientIntfId == Velto::IntfId()) [[unlikely]]
+    return;
   clientIntfIs(clientIntfId, proxySubIntfId);
   doUpdateDmaMacsecProxyClient(Velto::SubIntfId::parentIntfId(proxySubIntfId), clientIntfId,
                                clientTag, true);
@@ -236,7 +237,8 @@ void MacsecProxyIntfSm::deleteProxySubIntfStatus(Velto::IntfId proxySubIntfId) {
   // The record is held until the end: it is what the steps below go by. Their order is a promise;
   // it is not the reverse of that of the add.
   Kiv::Ptr<ProxySubIntfStatus const> const record = status_->proxySubIntfStatus(proxySubIntfId);
-  if (!record) return;
+  if (!record) [[unlikely]]
+    return;
   if (dynDot1qEncap_->encap().isLarge()) {
     dynDot1qEncap_->encap().prefetchMember(proxySubIntfId);
     dynDot1qEncap_->encap().prefetchMember(record->patchSubIntfId());
@@ -282,12 +284,14 @@ void MacsecProxyIntfSm::doUpdateDmaMacsecProxyClient(Velto::IntfId proxyIntfId,
                                                      bool enable) {
   Kiv::Ptr<Interface::EthIntfStatus const> const client =
       ethIntfStatusDir_->intfStatus(clientIntfId);
-  if (!client) return;
+  if (!client) [[unlikely]]
+    return;
   DriverCommand command("macsec_proxy_client");
   if (enable) {
     Kiv::Ptr<Interface::EthIntfStatus const> const proxy =
         ethIntfStatusDir_->intfStatus(proxyIntfId);
-    if (!proxy) return;
+    if (!proxy) [[unlikely]]
+      return;
     command.field(proxy->deviceNameText());
   } else {
     command.field(proxyIntfId.stringValue().charPtr());

@@ -176,9 +176,10 @@ struct SlotOf<void (Notifiee::*)(Key)> {
 inline PtrInterface::NotifieeConst* NotifieeList::hearer(std::size_t place, U64 change, U32 group,
                                                          bool all) const noexcept {
   auto* const hearer = hearers_[place];
-  bool const isToHear = hearer != nullptr &&
-                        (lastBeginning_ < change || places_[place].deafUntil < change) &&
-                        (all || hearer->interest_ == everyGroup || hearer->interest_ == group);
+  if (hearer == nullptr) return nullptr;
+  if (lastBeginning_ >= change && places_[place].deafUntil >= change) [[unlikely]]
+    return nullptr;
+  bool const isToHear = all || hearer->interest_ == everyGroup || hearer->interest_ == group;
   return isToHear ? hearer : nullptr;
 }
 
@@ -226,17 +227,19 @@ inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
     std::size_t const word = place / inWord;
     bool all = isForAll();
     U64 there = (all ? taken(word) : marked(group, word)) >> 8 * (place % inWord);
-    // One place after the other, rather than from one bit to the next, so that the processor can go
-    // on before it knows the bits.
-    for (; there != 0; ++place, there >>= 8U) {
-      if ((there & 0x80U) == 0) continue;
-      auto* const notifiee = hearer(place, change, group, all);
-      if (notifiee == nullptr) continue;
-      tell<slot>(delivery, *notifiee, key, first);
-      if (isForAll() == all) [[likely]]
-        continue;
-      all = !all;
-      there = (all ? taken(word) : marked(group, word)) >> 8 * (place % inWord);
+    while (there != 0) {
+      // One place after the other, rather than from one bit to the next, so that the processor can
+      // go on before it knows the bits.
+      for (; (there & 0x80U) == 0; there >>= 8U) ++place;
+      if (auto* const notifiee = hearer(place, change, group, all)) {
+        tell<slot>(delivery, *notifiee, key, first);
+        if (isForAll() != all) [[unlikely]] {
+          all = !all;
+          there = (all ? taken(word) : marked(group, word)) >> 8 * (place % inWord);
+        }
+      }
+      there >>= 8U;
+      ++place;
     }
     place = (word + 1) * inWord;
     while (!all && place < end && marked(group, place / inWord) == 0) place += inWord;

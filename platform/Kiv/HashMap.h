@@ -131,7 +131,7 @@ class HashMap {
     }
     U32 const hash = hashOf(key), tag = hash << placeBits_;
     U32 slot = homeOf(hash);
-    if (slots_[slot] != freshSlot) {
+    if (slots_[slot] != freshSlot) [[unlikely]] {
       U32 vacant = none;
       for (;; slot = after(slot)) {
         U32 const place = slots_[slot] ^ tag;
@@ -160,7 +160,8 @@ class HashMap {
   /// Removes `key`. Returns the value it had, `Value{}` when there was none.
   Value valueDel(Key key) noexcept {
     auto const [place, slot] = search(key, hashOf(key));
-    if (place == none) return Value{};
+    if (place == none) [[unlikely]]
+      return Value{};
     bool const isEnd = slots_[after(slot)] == freshSlot;
     slots_[slot] = isEnd ? freshSlot : usedSlot;
     present_[place / 64] &= ~(U64{1} << place % 64);

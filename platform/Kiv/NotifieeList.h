@@ -108,7 +108,8 @@ class NotifieeList {
   static void hasRaised(PtrInterface::NotifieeConst& notifiee, std::exception_ptr& first) noexcept;
 
   void closeHolesIfMany() noexcept {
-    if (holes_ > few && holes_ > size()) closeHoles();
+    if (holes_ > few && holes_ > size()) [[unlikely]]
+      closeHoles();
   }
   void closeHoles() noexcept;
 

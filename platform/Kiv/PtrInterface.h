@@ -49,7 +49,8 @@ class PtrInterface : public VFPtrInterface {
   void referenceIs() const noexcept { referenceAdd(); }
   /// Drops a reference; `Ptr` does this. The last one destroys the object.
   void referenceDel() const noexcept {
-    if (referenceDrop()) const_cast<PtrInterface*>(this)->zeroReferencesIs(true);
+    if (referenceDrop()) [[unlikely]]
+      const_cast<PtrInterface*>(this)->zeroReferencesIs(true);
   }
 
   /// Memory for an object of the class that `record` counts. Raises `std::bad_alloc`. REQUIRES:
