@@ -76,7 +76,8 @@ void event(benchmark::State& state, U32 ports, U32 perPort, bool warm) {
   } else {
     for (auto _ : state) world.cold();
   }
-  U64 const sent = Pesk::Driver::instance().commands(), expected = 2 * state.iterations();
+  U64 const sent = Pesk::Driver::instance().commands();
+  U64 const expected = 2 * static_cast<U64>(state.iterations());
   if (sent != expected) {
     throw std::runtime_error(fmt::format("events sent {} commands, not {}", sent, expected));
   }
