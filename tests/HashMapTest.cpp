@@ -61,7 +61,7 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
         map.clear();
         for (Member& m : model) m.live = false;
       } else if (choice < 604) {
-        map.expect(static_cast<U32>(random() % (2 * keys)));
+        map.expect(static_cast<U32>(random()) % (2 * keys));
       } else if (choice < 630) {
         walks.emplace_back(map.iteratorConst(), nextLive(0));
         if (choice % 3 == 0) walks.back() = walks[random() % walks.size()];
