@@ -40,10 +40,10 @@ class IntfId {
   U32 hash() const noexcept { return number_ * 0x9E3779B1U; }
   /// The group that it is in as a key: one for each parent, 0 for those without.
   U32 group() const noexcept { return parent_ != unknown ? parent_ : lookUpParent(); }
-  /// 1 when `group()` may be `group`, 0 when it is not. Looks nothing up; a number, so that many
-  /// are joined without a branch.
+  /// All bits when `group()` may be `group`, 0 when it is not. Looks nothing up; a number, so that
+  /// many are joined without a branch.
   U32 mayBeIn(U32 group) const noexcept {
-    return static_cast<U32>(parent_ == group) | static_cast<U32>(parent_ == unknown);
+    return (parent_ == group ? ~0U : 0U) | (parent_ == unknown ? ~0U : 0U);
   }
 
   friend bool operator==(IntfId left, IntfId right) noexcept {

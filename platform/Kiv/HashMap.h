@@ -365,7 +365,7 @@ class HashMap<Key, Value>::IteratorConst {
   friend class HashMap;
 
   /// How many keys `seek` looks at in one go, with a few vector instructions.
-  static constexpr std::ptrdiff_t keysAtOnce = 32;
+  static constexpr std::ptrdiff_t keysAtOnce = 64;
   /// Members that stand side by side are counted up to here, so that a step stays a short one.
   static constexpr U32 longRun = 1024;
 
