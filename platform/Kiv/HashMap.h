@@ -189,9 +189,8 @@ class HashMap {
   static constexpr U32 none = ~U32{0};
   /// With more, the slots could not be numbered.
   static constexpr U32 mostMembers = none / 5 * 2;
-  /// Arrays double up to here and grow by half above.
-  static constexpr U32 fewMembers = 1024;
-  static constexpr U32 largeFrom = 8192;
+  /// The room from which on a collection is large: its arrays grow by half, those of others double.
+  static constexpr U32 largeFrom = 16384;
   /// Slots without a member: one that never had one since the last move, and one that has been
   /// left. Their low bits are a place that is never in use.
   static constexpr U32 freshSlot = ~U32{0}, usedSlot = freshSlot >> 1U;
@@ -238,7 +237,7 @@ class HashMap {
       moveTo(keys_.get(), values_.get());
       enterAll();
     } else {
-      grow(room_ < 8 ? 8 : room_ < fewMembers ? 2 * room_ : room_ + room_ / 2);
+      grow(room_ < 8 ? 8 : isLarge() ? room_ + room_ / 2 : 2 * room_);
     }
   }
 
@@ -279,7 +278,7 @@ class HashMap {
     for (IteratorConst* walk = walks_; walk != nullptr; walk = walk->other_) {
       U32 before = 0;
       for (U32 place = 0; place < walk->next(); ++place) before += isPresent(place) ? 1 : 0;
-      walk->moved(keys, before);
+      walk->moved(keys, values, before);
     }
     U32 to = 0;
     for (U32 first = 0; first < size_; first += 64) {
@@ -337,7 +336,7 @@ class HashMap<Key, Value>::IteratorConst {
   Key key() const noexcept { return *at_; }
 
   /// The value of the member the walk stands on. REQUIRES: it is still there.
-  Value const& value() const noexcept { return map_->values_.get()[at_ - map_->keys_.get()]; }
+  Value const& value() const noexcept { return values_[at_ - keys_]; }
 
   IteratorConst& operator++() noexcept {
     if (at_ != last_) [[likely]] {
@@ -370,13 +369,13 @@ class HashMap<Key, Value>::IteratorConst {
   static constexpr U32 longRun = 1024;
 
   /// The place where the walk goes on: the one after that of the member it stands on.
-  U32 next() const noexcept {
-    return at_ == &key_ ? next_ : static_cast<U32>(at_ - map_->keys_.get()) + 1;
-  }
-  /// All members move to `keys`, those before `next()` to the first `before` places.
-  void moved(Key const* keys, U32 before) noexcept {
+  U32 next() const noexcept { return at_ == &key_ ? next_ : static_cast<U32>(at_ - keys_) + 1; }
+  /// All members move to `keys` and `values`, those before `next()` to the first `before` places.
+  void moved(Key const* keys, Value const* values, U32 before) noexcept {
     if (at_ != &key_ && map_->isPresent(next() - 1)) {
       at_ = last_ = keys + before - 1;
+      keys_ = keys;
+      values_ = values;
     } else {
       standAside(before);
     }
@@ -400,14 +399,16 @@ class HashMap<Key, Value>::IteratorConst {
       U64 const present = map_->present_[place / 64] >> place % 64;
       if (present == 0) continue;
       auto const holes = static_cast<U32>(std::countr_zero(present));
-      at_ = &map_->keys_[place + holes];
+      keys_ = map_->keys_.get();
+      values_ = map_->values_.get();
+      at_ = keys_ + place + holes;
       U32 behind = place + holes + static_cast<U32>(std::countr_one(present >> holes));
       while (behind % 64 == 0 && behind < map_->size_ && behind < place + longRun) {
         U64 const more = map_->present_[behind / 64];
         if ((more & 1U) == 0) break;
         behind += static_cast<U32>(std::countr_one(more));
       }
-      last_ = &map_->keys_[behind - 1];
+      last_ = keys_ + behind - 1;
       return;
     }
     end();
@@ -418,6 +419,8 @@ class HashMap<Key, Value>::IteratorConst {
   /// Stands where another walk stands.
   void begin(IteratorConst const& walk) noexcept {
     map_ = walk.map_;
+    keys_ = walk.keys_;
+    values_ = walk.values_;
     key_ = walk.key_;
     next_ = walk.next_;
     at_ = walk.at_ == &walk.key_ ? &key_ : walk.at_;
@@ -434,6 +437,9 @@ class HashMap<Key, Value>::IteratorConst {
   }
 
   HashMap const* map_ = nullptr;
+  /// The collection's arrays.
+  Key const* keys_ = nullptr;
+  Value const* values_ = nullptr;
   /// Where the key of the member is that the walk stands on, and the last of the members that stand
   /// side by side from there on; null at the end.
   Key const* at_ = &key_;
