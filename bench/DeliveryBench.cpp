@@ -101,10 +101,10 @@ class Peer {
  public:
   explicit Peer(Listeners const& listeners) : teller_(listeners) {}
   void flagIs(U32 key, bool flag) {
-    if (bool const* const present = flags_.find(key); present != nullptr && *present == flag) {
-      return;
+    if (bool* const present = flags_.findOrInsert(key, flag)) {
+      if (*present == flag) return;
+      *present = flag;
     }
-    flags_.valueIs(key, flag);
     teller_.tell(key);
   }
   void tell(U32 key) { teller_.tell(key); }

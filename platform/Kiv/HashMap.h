@@ -125,6 +125,7 @@ class HashMap {
   /// with `value`. Raises `std::bad_alloc`.
   template <class Given>
   Value* findOrInsert(Key key, Given&& value) {
+    static_assert(std::is_nothrow_assignable_v<Value&, Given>);
     if (size_ == room_) [[unlikely]] {
       if (Value* const present = find(key)) return present;
       makeRoom();

@@ -75,10 +75,12 @@ class WatchedMap {
 
  private:
   /// Returns whether there was anything to change.
-  bool set(Key key, Value const& value) {
-    Value const* const present = members_.find(key);
-    if (present != nullptr && saysTheSame(*present, value)) return false;
-    members_.valueIs(key, value);
+  bool set(Key key, Value value) {
+    if (Value* const present = members_.findOrInsert(key, std::move(value))) {
+      if (saysTheSame(*present, value)) return false;
+      // As in `HashMap::valueIs`, the old value goes after the new one is in place.
+      std::swap(*present, value);
+    }
     return true;
   }
 
