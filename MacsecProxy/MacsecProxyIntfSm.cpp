@@ -203,7 +203,8 @@ void MacsecProxyIntfSm::bringIntoService(Velto::IntfId proxySubIntfId, Velto::In
         "Velto::IntfId): ",
         proxySubIntfId);
   Kiv::checkConsistency(isConfigured, "proxyConfigHas( proxySubIntfId )");
-  if (dynDot1qEncap_->encap().isLarge()) {
+  bool const fetchesAhead = dynDot1qEncap_->encap().isLarge();
+  if (fetchesAhead) {
     dynDot1qEncap_->encap().prefetch(patchSubIntfId);
     ethIntfStatusDir_->intfStatus().prefetchMember(clientIntfId);
     clientIntf_.prefetch(clientIntfId);
@@ -221,6 +222,7 @@ void MacsecProxyIntfSm::bringIntoService(Velto::IntfId proxySubIntfId, Velto::In
   proxySubIntfIs(proxySubIntfId, true);
   dynDot1qEncap_->encapIs(proxySubIntfId, Bridging::Dot1qEncap(clientTag));
   dynDot1qEncap_->encapIs(patchSubIntfId, Bridging::Dot1qEncap(encryptTag));
+  if (fetchesAhead) ethIntfStatusDir_->intfStatus().prefetchObject(clientIntfId);
   status_->proxySubIntfStatusIs(proxySubIntfId, patchSubIntfId, clientIntfId, encryptTag,
                                 clientTag);
   if (clientIntfId == Velto::IntfId()) [[unlikely]]
@@ -239,7 +241,9 @@ void MacsecProxyIntfSm::deleteProxySubIntfStatus(Velto::IntfId proxySubIntfId) {
   Kiv::Ptr<ProxySubIntfStatus const> const record = status_->proxySubIntfStatus(proxySubIntfId);
   if (!record) [[unlikely]]
     return;
-  if (dynDot1qEncap_->encap().isLarge()) {
+  bool const fetchesAhead = dynDot1qEncap_->encap().isLarge();
+  if (fetchesAhead) {
+    proxySubIntfId.prefetchStringValue();
     dynDot1qEncap_->encap().prefetchMember(proxySubIntfId);
     dynDot1qEncap_->encap().prefetchMember(record->patchSubIntfId());
     ethIntfStatusDir_->intfStatus().prefetchMember(record->clientIntfId());
@@ -252,6 +256,7 @@ void MacsecProxyIntfSm::deleteProxySubIntfStatus(Velto::IntfId proxySubIntfId) {
   // Its tags being free, the sub-interface goes out of service even when the driver refuses.
   std::exception_ptr refusal;
   if (record->clientIntfId() != Velto::IntfId()) {
+    if (fetchesAhead) ethIntfStatusDir_->intfStatus().prefetchObject(record->clientIntfId());
     clientIntfDel(record->clientIntfId());
     try {
       // A disable names the sub-interface itself, which needs no status of the port.

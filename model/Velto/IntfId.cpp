@@ -95,6 +95,10 @@ Kiv::String const& IntfId::stringValue() const noexcept {
   return Names::instance().name(number_).text;
 }
 
+void IntfId::prefetchStringValue() const noexcept {
+  __builtin_prefetch(&Names::instance().name(number_).text);
+}
+
 std::ostream& operator<<(std::ostream& stream, IntfId const& intfId) {
   return stream << intfId.stringValue();
 }

@@ -36,6 +36,8 @@ class IntfId {
 
   /// The text that the identifier was made from; valid for the life of the process.
   Kiv::String const& stringValue() const noexcept;
+  /// Has the processor fetch what `stringValue` returns.
+  void prefetchStringValue() const noexcept;
 
   U32 hash() const noexcept { return number_ * 0x9E3779B1U; }
   /// The group that it is in as a key: one for each parent, 0 for those without.

@@ -69,6 +69,8 @@ class WatchedMap {
     }
     U32 const before = members_.size();
     Value removed = members_.valueDel(key);
+    // An object goes when everybody has been told, and should be near by then.
+    if constexpr (requires { removed.ptr(); }) __builtin_prefetch(removed.ptr());
     if (members_.size() != before) deliver(delivery, key);
     return removed;
   }
