@@ -198,7 +198,7 @@ class HashMap {
   /// With more, the slots could not be numbered.
   static constexpr U32 mostMembers = none / 5 * 2;
   /// The room from which on a collection is large: its arrays grow by half, those of others double.
-  static constexpr U32 largeFrom = 16384;
+  static constexpr U32 largeFrom = 8192;
   /// Slots without a member: one that never had one since the last move, and one that has been
   /// left. Their low bits are a place that is never in use.
   static constexpr U32 freshSlot = ~U32{0}, usedSlot = freshSlot >> 1U;
