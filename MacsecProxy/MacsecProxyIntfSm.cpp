@@ -146,7 +146,7 @@ void MacsecProxyIntfSm::handleProxyConfig(Velto::IntfId intfId) {
   Config const* const configuration = config_.watched();
   if (configuration == nullptr) return;
   if (Kiv::Ptr<ProxyConfig const> const* const entry = configuration->proxyConfig().find(intfId)) {
-    bringIntoService(intfId, (*entry)->patchSubIntfId(), true, (*entry)->clientIntfId());
+    bringIntoService(intfId, (*entry)->patchSubIntfId(), entry->ptr());
   } else {
     deleteProxySubIntfStatus(intfId);
   }
@@ -192,17 +192,18 @@ void MacsecProxyIntfSm::addProxySubIntfStatus(Velto::IntfId proxySubIntfId,
   Config const* const configuration = config_.watched();
   Kiv::Ptr<ProxyConfig const> const* const entry =
       configuration != nullptr ? configuration->proxyConfig().find(proxySubIntfId) : nullptr;
-  bringIntoService(proxySubIntfId, patchSubIntfId, entry != nullptr,
-                   entry != nullptr ? (*entry)->clientIntfId() : Velto::IntfId());
+  bringIntoService(proxySubIntfId, patchSubIntfId, entry != nullptr ? entry->ptr() : nullptr);
 }
 
 void MacsecProxyIntfSm::bringIntoService(Velto::IntfId proxySubIntfId, Velto::IntfId patchSubIntfId,
-                                         bool isConfigured, Velto::IntfId clientIntfId) {
+                                         ProxyConfig const* entry) {
+  // Read before the trace, whose sink may change the configuration.
+  Velto::IntfId const clientIntfId = entry != nullptr ? entry->clientIntfId() : Velto::IntfId();
   trace(__LINE__, "addProxySubIntfStatus", intfId_,
         " void MacsecProxy::MacsecProxyIntfSm::addProxySubIntfStatus(Velto::IntfId, "
         "Velto::IntfId): ",
         proxySubIntfId);
-  Kiv::checkConsistency(isConfigured, "proxyConfigHas( proxySubIntfId )");
+  Kiv::checkConsistency(entry != nullptr, "proxyConfigHas( proxySubIntfId )");
   bool const fetchesAhead = dynDot1qEncap_->encap().isLarge();
   if (fetchesAhead) {
     dynDot1qEncap_->encap().prefetch(patchSubIntfId);

@@ -210,11 +210,9 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
       Kiv::Ptr<Pesk::IoctlDrvInterface> const& ioctlDrvInterface,
       Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& deviceIntfStatusDir);
 
-  /// `addProxySubIntfStatus`, told whether the sub-interface is configured, and with which client;
-  /// empty for none.
+  /// `addProxySubIntfStatus`, told what is configured for the sub-interface; null for nothing.
   MACSECPROXY_LOCAL void bringIntoService(Velto::IntfId proxySubIntfId,
-                                          Velto::IntfId patchSubIntfId, bool isConfigured,
-                                          Velto::IntfId clientIntfId);
+                                          Velto::IntfId patchSubIntfId, ProxyConfig const* entry);
   MACSECPROXY_LOCAL void send(DriverCommand const& command);
 
   // The order is a promise: references are released in the reverse of it.

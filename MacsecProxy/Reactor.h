@@ -57,8 +57,7 @@ class Reactor : public Entity::NotifieeConst {
     return static_cast<Entity const*>(this->notifier().ptr());
   }
 
-  /// The machine; null once it has let go of the reactor.
-  Owner* owner() const noexcept { return owner_; }
+  /// The machine has let go of the reactor.
   void ownerDel() noexcept { owner_ = nullptr; }
 
  protected:

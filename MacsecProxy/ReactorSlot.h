@@ -48,8 +48,7 @@ class ReactorSlot {
     } else {
       bind(entity, owner);
     }
-    Kiv::Ptr<ReactorType> const now = reactor_;
-    now->kivDoZombieReactors(owner.kivMarkedForDeletion());
+    kivDoZombieReactors(owner.kivMarkedForDeletion());
   }
 
   /// Retires the reactor and returns what it watched; null when there is none.

@@ -112,10 +112,10 @@ void Report::printWorks() const {
     auto const ours = valueOf(work.ours);
     if (!ours) continue;
     for (Work::Beside const& beside : work.beside) {
-      auto const slower = [&](std::string const& one, std::string const& other) {
+      auto const faster = [&](std::string const& one, std::string const& other) {
         return valueOf(one).value_or(HUGE_VAL) < valueOf(other).value_or(HUGE_VAL);
       };
-      auto const fastest = std::min_element(beside.peers.begin(), beside.peers.end(), slower);
+      auto const fastest = std::min_element(beside.peers.begin(), beside.peers.end(), faster);
       for (std::string const& peer : beside.peers) {
         auto const its = valueOf(peer);
         bool const decides = its && peer == *fastest && beside.goal.bound > 0;

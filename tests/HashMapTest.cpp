@@ -57,10 +57,6 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
         if (present) member->live = false;
         changed = present;
       } else if (choice < 602) {
-        changed = map.size() != 0;
-        map.clear();
-        for (Member& m : model) m.live = false;
-      } else if (choice < 604) {
         map.expect(static_cast<U32>(random()) % (2 * keys));
       } else if (choice < 630) {
         walks.emplace_back(map.iteratorConst(), nextLive(0));

@@ -19,7 +19,8 @@ class AllocTrackTypeInfo {
   AllocTrackTypeInfo(AllocTrackTypeInfo const&) = delete;
   AllocTrackTypeInfo& operator=(AllocTrackTypeInfo const&) = delete;
 
-  /// Counts an object whose memory is `memory`, and returns that.
+  /// Counts an object whose memory is `memory`, and returns that, so that an allocation function
+  /// can end in this call.
   void* trackAllocation(void* memory) noexcept {
     if (allocated_.fetch_add(1, std::memory_order_relaxed) == 0) [[unlikely]]
       return joined(memory);

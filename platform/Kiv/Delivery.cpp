@@ -18,6 +18,7 @@ void Delivery::orderIs(Order order, U64 seed) noexcept {
 }
 
 Delivery::Walk Delivery::walk(std::size_t size) noexcept {
+  // A stride of all but one is a step back.
   if (order_ == Order::reverse || size < 2) return {size, size - 1, size - 1};
   // A step of Knuth's generator, whose high bits are the good ones. A stride that has no divisor in
   // common with the size meets every place once.

@@ -133,7 +133,8 @@ class Delivery {
   /// Makes the calling thread's delivery.
   static Delivery& begunThread() noexcept;
 
-  /// A walk through `size` places in the order in force.
+  /// A walk through `size` places in the order in force. REQUIRES: that is not
+  /// `Order::registration`.
   Walk walk(std::size_t size) noexcept;
 
   template <class Key>
@@ -226,16 +227,20 @@ inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
   while (place < end) {
     std::size_t const word = place / inWord;
     bool all = isForAll();
-    U64 there = (all ? taken(word) : marked(group, word)) >> 8 * (place % inWord);
+    // The candidates from `place` on.
+    auto const candidates = [&] {
+      return (all ? taken(word) : marked(group, word)) >> 8 * (place % inWord);
+    };
+    U64 there = candidates();
     while (there != 0) {
       // One place after the other, rather than from one bit to the next, so that the processor can
       // go on before it knows the bits.
-      for (; (there & 0x80U) == 0; there >>= 8U) ++place;
+      for (; (there & highBitOfFirst) == 0; there >>= 8U) ++place;
       if (auto* const notifiee = hearer(place, change, group, all)) {
         tell<slot>(delivery, *notifiee, key, first);
         if (isForAll() != all) [[unlikely]] {
           all = !all;
-          there = (all ? taken(word) : marked(group, word)) >> 8 * (place % inWord);
+          there = candidates();
         }
       }
       there >>= 8U;
@@ -275,7 +280,10 @@ void Delivery::post(Entity const& entity, Undelivered<Key>& undelivered, Key key
   std::size_t const place = changes_.size();
   bool const isPostponed = isUndelivered(undelivered, key);
   undelivered.valueIs(key, undelivered.value(key) + 1);
-  bool worthTelling = false;
+  auto const takeBack = [&] {
+    if (changes_.size() > place) changes_.pop_back();
+    countDelivered(undelivered, key);
+  };
   try {
     changes_.push_back(Change{
         Ptr<Entity const>(&entity), &undelivered, std::bit_cast<BitsOf<Key>>(key), 0,
@@ -289,20 +297,17 @@ void Delivery::post(Entity const& entity, Undelivered<Key>& undelivered, Key key
         nullptr});
     if (isPostponed) {
       changes_.back().carryOut = std::move(carryOut);
-      worthTelling = true;
-    } else if (carryOut()) {
+      return;
+    }
+    if (carryOut()) {
       changes_.back().number = entity.notifieeList()->changeIs();
-      worthTelling = true;
+      return;
     }
   } catch (...) {
-    changes_.erase(changes_.begin() + static_cast<std::ptrdiff_t>(place), changes_.end());
-    countDelivered(undelivered, key);
+    takeBack();
     throw;
   }
-  if (!worthTelling) {
-    changes_.pop_back();
-    countDelivered(undelivered, key);
-  }
+  takeBack();
 }
 
 template <class Key>

@@ -55,8 +55,7 @@ U32 hashOf(Key const& key) noexcept {
 /// all members are entered anew. Between two moves there are no more insertions than places, so
 /// three slots of five stay fresh, and a search soon meets one. Where no search goes on behind a
 /// slot that is left, it is fresh again, and if its member was the newest and nobody walks, the
-/// place is free too. The arrays never shrink; after `clear` they are given back with the next
-/// insertion.
+/// place is free too. The arrays never shrink.
 template <class Key, class Value>
 class HashMap {
  public:
@@ -75,7 +74,7 @@ class HashMap {
   HashMap(HashMap const&) = delete;
   HashMap& operator=(HashMap const&) = delete;
   ~HashMap() {
-    while (walks_ != nullptr) walks_->end();
+    while (walks_ != nullptr) walks_->leave();
   }
 
   /// How many members there are.
@@ -174,20 +173,12 @@ class HashMap {
     slots_[slot] = isEnd ? freshSlot : usedSlot;
     present_[place / 64] &= ~(U64{1} << place % 64);
     if (isEnd && place + 1 == size_ && walks_ == nullptr) --size_;
-    for (IteratorConst* walk = walks_; walk != nullptr; walk = walk->other_) {
+    for (IteratorConst* walk = walks_; walk != nullptr; walk = walk->nextWalk_) {
       walk->removed(place);
     }
     --live_;
     ++version_;
     return std::exchange(values_[place], Value{});
-  }
-
-  /// Removes every member. The values go after the collection is empty.
-  void clear() noexcept {
-    auto const gone = std::exchange(values_, nullptr);
-    version_ += live_;
-    live_ = size_ = room_ = 0;
-    for (IteratorConst* walk = walks_; walk != nullptr; walk = walk->other_) walk->standAside(0);
   }
 
   /// A walk that stands on the first member, or at the end when there is none.
@@ -283,7 +274,7 @@ class HashMap {
 
   /// Moves the members, without the holes, to the front of arrays that may be those they are in.
   void moveTo(Key* keys, Value* values) noexcept {
-    for (IteratorConst* walk = walks_; walk != nullptr; walk = walk->other_) {
+    for (IteratorConst* walk = walks_; walk != nullptr; walk = walk->nextWalk_) {
       U32 before = 0;
       for (U32 place = 0; place < walk->next(); ++place) before += isPresent(place) ? 1 : 0;
       walk->moved(keys, values, before);
@@ -325,17 +316,17 @@ template <class Key, class Value>
 class HashMap<Key, Value>::IteratorConst {
  public:
   explicit IteratorConst(HashMap const& map) noexcept : map_(&map) {
-    begin();
+    enter();
     ++*this;
   }
-  IteratorConst(IteratorConst const& walk) noexcept { begin(walk); }
+  IteratorConst(IteratorConst const& walk) noexcept { standWhere(walk); }
   IteratorConst& operator=(IteratorConst const& walk) noexcept {
     if (this == &walk) return *this;
-    end();
-    begin(walk);
+    leave();
+    standWhere(walk);
     return *this;
   }
-  ~IteratorConst() { end(); }
+  ~IteratorConst() { leave(); }
 
   /// Whether the walk stands on a member, which may have been removed since it got there.
   explicit operator bool() const noexcept { return at_ != nullptr; }
@@ -360,7 +351,7 @@ class HashMap<Key, Value>::IteratorConst {
   /// a step. REQUIRES: `group` is not `everyGroup`.
   bool seek(U32 group) noexcept {
     while (at_ != nullptr && groupOf(*at_) != group) {
-      while (last_ - at_ > keysAtOnce && !isAnyInGroup<keysAtOnce>(at_ + 1, group)) {
+      while (last_ - at_ > keysAtOnce && !mayAnyBeIn<keysAtOnce>(at_ + 1, group)) {
         at_ += keysAtOnce;
       }
       ++*this;
@@ -377,7 +368,7 @@ class HashMap<Key, Value>::IteratorConst {
   static constexpr U32 longRun = 1024;
 
   /// The place where the walk goes on: the one after that of the member it stands on.
-  U32 next() const noexcept { return at_ == &key_ ? next_ : static_cast<U32>(at_ - keys_) + 1; }
+  U32 next() const noexcept { return at_ == &key_ ? resumeAt_ : static_cast<U32>(at_ - keys_) + 1; }
   /// All members move to `keys` and `values`, those before `next()` to the first `before` places.
   void moved(Key const* keys, Value const* values, U32 before) noexcept {
     if (at_ != &key_ && map_->isPresent(next() - 1)) {
@@ -385,14 +376,10 @@ class HashMap<Key, Value>::IteratorConst {
       keys_ = keys;
       values_ = values;
     } else {
-      standAside(before);
+      key_ = *at_;
+      at_ = last_ = &key_;
+      resumeAt_ = before;
     }
-  }
-  /// The member's place becomes another's: stands on a copy of the key, and goes on at `next`.
-  void standAside(U32 next) noexcept {
-    key_ = *at_;
-    at_ = last_ = &key_;
-    next_ = next;
   }
   /// The member at `place` is removed.
   void removed(U32 place) noexcept {
@@ -419,29 +406,29 @@ class HashMap<Key, Value>::IteratorConst {
       last_ = keys_ + behind - 1;
       return;
     }
-    end();
+    leave();
   }
 
   /// Enters the walks in progress.
-  [[gnu::noinline]] void begin() noexcept { other_ = std::exchange(map_->walks_, this); }
+  [[gnu::noinline]] void enter() noexcept { nextWalk_ = std::exchange(map_->walks_, this); }
   /// Stands where another walk stands.
-  void begin(IteratorConst const& walk) noexcept {
+  void standWhere(IteratorConst const& walk) noexcept {
     map_ = walk.map_;
     keys_ = walk.keys_;
     values_ = walk.values_;
     key_ = walk.key_;
-    next_ = walk.next_;
+    resumeAt_ = walk.resumeAt_;
     at_ = walk.at_ == &walk.key_ ? &key_ : walk.at_;
     last_ = walk.at_ == &walk.key_ ? &key_ : walk.last_;
-    if (at_ != nullptr) begin();
+    if (at_ != nullptr) enter();
   }
   /// Leaves the walks in progress, at its end.
-  [[gnu::noinline]] void end() noexcept {
+  [[gnu::noinline]] void leave() noexcept {
     if (at_ == nullptr) return;
     at_ = last_ = nullptr;
     IteratorConst** walk = &map_->walks_;
-    while (*walk != this) walk = &(*walk)->other_;
-    *walk = other_;
+    while (*walk != this) walk = &(*walk)->nextWalk_;
+    *walk = nextWalk_;
   }
 
   HashMap const* map_ = nullptr;
@@ -454,9 +441,9 @@ class HashMap<Key, Value>::IteratorConst {
   Key const* last_ = &key_;
   /// The key of a removed member whose place is another's by now, and the place to go on at.
   Key key_{};
-  U32 next_ = 0;
+  U32 resumeAt_ = 0;
   /// Another walk in progress.
-  IteratorConst* other_ = nullptr;
+  IteratorConst* nextWalk_ = nullptr;
 };
 
 }  // namespace Kiv

@@ -6,7 +6,7 @@
 
 namespace Kiv {
 
-/// No group of keys but all of them.
+/// Stands, where a group can stand, for all keys.
 inline constexpr U32 everyGroup = ~U32{0};
 
 /// Whether keys of a type belong to groups: they bring their own `group()`, which is never
@@ -30,11 +30,11 @@ U32 groupOf(Key const& key) noexcept {
 /// Whether one of `count` keys may be in a group: a quick look at many of them. False: none is.
 /// Keys bring their own `mayBeIn()`.
 template <std::size_t count, class Key>
-bool isAnyInGroup(Key const* keys, U32 group) noexcept {
+bool mayAnyBeIn(Key const* keys, U32 group) noexcept {
   if constexpr (requires { keys->mayBeIn(group); }) {
     // All of them, without a branch, so that the compiler looks at several in one instruction.
     U32 any = 0;
-    for (std::size_t key = 0; key < count; ++key) any |= keys[key].mayBeIn(group);
+    for (std::size_t at = 0; at < count; ++at) any |= keys[at].mayBeIn(group);
     return any != 0;
   } else {
     return true;

@@ -50,6 +50,7 @@ class MemoryPool {
       return;
     }
     Own& own = own_[classOf(size)];
+    // Empty, or full.
     if (own.size % most == 0) [[unlikely]] {
       blockDelAtLimit(block, classOf(size));
       return;

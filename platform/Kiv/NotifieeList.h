@@ -1,6 +1,5 @@
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <exception>
 #include <vector>
@@ -49,6 +48,8 @@ class NotifieeList {
   /// REQUIRES: `notifiee` is on this list.
   void hearsIs(PtrInterface::NotifieeConst const& notifiee, bool hears) noexcept;
 
+  /// Defined in Kiv/Delivery.h, since it needs both classes.
+  ///
   /// Calls `slot` with `key` on every notifiee that hears the change of that number and has an
   /// interest in the key, on behalf of this thread's `delivery`. A notifiee that raises has its
   /// `onNotificationException()` called and keeps no other from hearing the change; `first` takes
@@ -63,6 +64,7 @@ class NotifieeList {
   /// The marks of places stand eight in a word.
   static constexpr std::size_t inWord = 8;
   static constexpr U64 inEachByte = 0x0101010101010101U, highBits = inEachByte << 7U;
+  static constexpr U64 highBitOfFirst = 0x80;
 
   struct Place {
     /// Null for a hole.
@@ -77,13 +79,15 @@ class NotifieeList {
   static constexpr U64 everyMark = 0x80, noMark = 0x40;
   void markIs(std::size_t place, U32 interest) noexcept;
 
-  /// The places of a word that anybody has, by the high bits of bytes.
+  /// The places of a word that somebody has or had (a hole keeps its mark), by the high bits of
+  /// bytes.
   U64 taken(std::size_t word) const noexcept { return ~marks_[word] << 1U & highBits; }
   /// Of those, the ones whose interest has the mark of `group` or is in all groups.
   U64 marked(U32 group, std::size_t word) const noexcept {
     U64 const marks = marks_[word], differences = marks ^ markOf(group) * inEachByte;
-    // The subtraction sets the high bit of a byte that is 0. Above such a byte it may set others,
-    // too: a mark proves nothing anyway.
+    // The subtraction sets the high bit of a byte that is 0, and may set that of a byte above it
+    // that is 1: a mark proves nothing anyway. It never sets that of a place nobody has had, whose
+    // byte is at least 0x40 here.
     return (((differences - inEachByte) & ~differences) | marks) & highBits;
   }
 
