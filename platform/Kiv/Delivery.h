@@ -227,11 +227,7 @@ inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
   while (place < end) {
     std::size_t const word = place / inWord;
     bool all = isForAll();
-    // The candidates from `place` on.
-    auto const candidates = [&] {
-      return (all ? taken(word) : marked(group, word)) >> 8 * (place % inWord);
-    };
-    U64 there = candidates();
+    U64 there = candidates(place, group, all);
     while (there != 0) {
       // One place after the other, rather than from one bit to the next, so that the processor can
       // go on before it knows the bits.
@@ -240,7 +236,7 @@ inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
         tell<slot>(delivery, *notifiee, key, first);
         if (isForAll() != all) [[unlikely]] {
           all = !all;
-          there = candidates();
+          there = candidates(place, group, all);
         }
       }
       there >>= 8U;

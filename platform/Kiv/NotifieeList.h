@@ -91,6 +91,13 @@ class NotifieeList {
     return (((differences - inEachByte) & ~differences) | marks) & highBits;
   }
 
+  /// The places from `place` to the end of its word that may have to be told of a key of `group`,
+  /// or, with `all`, of any key.
+  U64 candidates(std::size_t place, U32 group, bool all) const noexcept {
+    std::size_t const word = place / inWord;
+    return (all ? taken(word) : marked(group, word)) >> 8 * (place % inWord);
+  }
+
   /// Whether a change is for every hearer, whoever wants only some group of keys or has begun to
   /// hear apart.
   template <class Key>
