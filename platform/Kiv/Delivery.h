@@ -219,10 +219,12 @@ inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
   } else if (isForAllHearers<Key>(change)) {
     delivery.disturbed_ = false;
     PtrInterface::NotifieeConst* const* const hearers = hearers_.data();
-    while (place < end) {
-      auto* const hearer = hearers[place++];
+    auto* const* at = hearers;
+    for (auto* const* const last = hearers + end; at != last;) {
+      auto* const hearer = *at++;
       if (hearer != nullptr && !tell<slot>(delivery, *hearer, key, first)) break;
     }
+    place = static_cast<std::size_t>(at - hearers);
   }
   while (place < end) {
     std::size_t const word = place / inWord;
