@@ -33,9 +33,12 @@ class Names {
   }
 
   /// REQUIRES: `number` was given out.
-  Name const& name(U32 number) const noexcept {
+  static Name const& name(U32 number) noexcept {
     Place const place(number);
-    return blocks_[place.block].load(std::memory_order_acquire)[place.offset];
+    Name const* const block = blocks_[place.block].load(std::memory_order_acquire);
+    if (block == nullptr) [[unlikely]]
+      return nameOfNone();
+    return block[place.offset];
   }
 
  private:
@@ -50,6 +53,10 @@ class Names {
 
   /// The empty text has the number 0 and is its own parent, and that of every port.
   Names() { addChild("", 0); }
+  /// The empty text's name, which may be asked for before any text has been met.
+  [[gnu::noinline]] static Name const& nameOfNone() noexcept {
+    return *instance().blocks_[0].load();
+  }
 
   /// Numbers a text after all its parents, from the port down.
   U32 add(std::string_view text) {
@@ -78,31 +85,31 @@ class Names {
 
   std::mutex mutex_;
   std::unordered_map<std::string_view, U32> numbers_;
-  std::array<std::atomic<Name*>, 32> blocks_{};
+  /// Apart from the rest, so that reading a name does not ask whether they are made.
+  static std::array<std::atomic<Name*>, 32> blocks_;
 };
+
+constinit std::array<std::atomic<Names::Name*>, 32> Names::blocks_{};
 
 }  // namespace
 
 constinit Kiv::KivType const IntfId::_kivType{"Velto::IntfId", nullptr};
 
 void IntfId::handleInitialized(Kiv::String const& text) {
-  Names& names = Names::instance();
-  U32 const number = names.numberOf(text.view());
-  *this = IntfId(number, names.name(number).parent);
+  U32 const number = Names::instance().numberOf(text.view());
+  *this = IntfId(number, Names::name(number).parent);
 }
 
-Kiv::String const& IntfId::stringValue() const noexcept {
-  return Names::instance().name(number_).text;
-}
+Kiv::String const& IntfId::stringValue() const noexcept { return Names::name(number_).text; }
 
 void IntfId::prefetchStringValue() const noexcept {
-  __builtin_prefetch(&Names::instance().name(number_).text);
+  __builtin_prefetch(&Names::name(number_).text);
 }
 
 std::ostream& operator<<(std::ostream& stream, IntfId const& intfId) {
   return stream << intfId.stringValue();
 }
 
-U32 IntfId::lookUpParent() const noexcept { return Names::instance().name(number_).parent; }
+U32 IntfId::lookUpParent() const noexcept { return Names::name(number_).parent; }
 
 }  // namespace Velto
