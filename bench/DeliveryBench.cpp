@@ -101,10 +101,9 @@ class Peer {
  public:
   explicit Peer(Listeners const& listeners) : teller_(listeners) {}
   void flagIs(U32 key, bool flag) {
-    if (bool* const present = flags_.findOrInsert(key, flag)) {
-      if (*present == flag) return;
-      *present = flag;
-    }
+    auto const [present, isNew] = flags_.findOrInsert(key);
+    if (!isNew && present == flag) return;
+    present = flag;
     teller_.tell(key);
   }
   void tell(U32 key) { teller_.tell(key); }

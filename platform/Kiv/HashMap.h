@@ -122,18 +122,19 @@ class HashMap {
 
   /// Inserts `key`, or overwrites the value of an existing member. Raises `std::bad_alloc`.
   void valueIs(Key key, Value value) {
-    Value* const present = findOrInsert(key, std::move(value));
     // The old value goes only after the new one is in place: letting go of it may run code.
-    if (present != nullptr) std::swap(*present, value);
+    std::swap(findOrInsert(key).value, value);
   }
 
-  /// The value at `key`, `value` being left alone. Null when there was none: `key` is then inserted
-  /// with `value`. Raises `std::bad_alloc`.
-  template <class Given>
-  Value* findOrInsert(Key key, Given&& value) {
-    static_assert(std::is_nothrow_assignable_v<Value&, Given>);
+  struct FoundOrInserted {
+    Value& value;
+    bool isNew;
+  };
+  /// The value at `key`. When there was none, `key` is inserted, with a value that means nothing
+  /// until the caller sets it. Raises `std::bad_alloc`.
+  FoundOrInserted findOrInsert(Key key) {
     if (size_ == room_) [[unlikely]] {
-      if (Value* const present = find(key)) return present;
+      if (Value* const present = find(key)) return {*present, false};
       makeRoom();
     }
     U32 const hash = hashOf(key), tag = hash << placeBits_;
@@ -142,7 +143,7 @@ class HashMap {
       U32 vacant = none;
       for (;; slot = after(slot)) {
         U32 const place = slots_[slot] ^ tag;
-        if (place < room_ && keys_[place] == key) return &values_[place];
+        if (place < room_ && keys_[place] == key) return {values_[place], false};
         if (vacant == none && isVacant(slot)) vacant = slot;
         if (slots_[slot] == freshSlot) break;
       }
@@ -150,12 +151,10 @@ class HashMap {
     }
     slots_[slot] = tag | size_;
     keys_[size_] = key;
-    values_[size_] = std::forward<Given>(value);
     present_[size_ / 64] |= U64{1} << size_ % 64;
-    ++size_;
     ++live_;
     ++version_;
-    return nullptr;
+    return {values_[size_++], true};
   }
 
   /// Makes room for that many members, and for some more, at once rather than as they come. Does

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <type_traits>
 #include <utility>
 
 #include "Kiv/Delivery.h"
@@ -48,13 +49,17 @@ class WatchedMap {
   /// delivered completely while the collection is in that state. Returns what is there or will be:
   /// the present value when it says the same, `value` otherwise.
   Value memberIs(Key key, Value value) {
+    static_assert(std::is_nothrow_copy_assignable_v<Value>);
     Delivery& delivery = Delivery::ofThisThread();
-    Value const* const present =
-        delivery.isIdle() ? members_.findOrInsert(key, value) : members_.find(key);
-    if (present == nullptr && delivery.isIdle()) {
-      deliver(delivery, key);
-      return value;
+    if (delivery.isIdle()) {
+      auto const [present, isNew] = members_.findOrInsert(key);
+      if (isNew) {
+        present = value;
+        deliver(delivery, key);
+        return value;
+      }
     }
+    Value const* const present = members_.find(key);
     return replace(delivery, key,
                    present != nullptr && saysTheSame(*present, value) ? *present : value);
   }
@@ -78,11 +83,10 @@ class WatchedMap {
  private:
   /// Returns whether there was anything to change.
   bool set(Key key, Value value) {
-    if (Value* const present = members_.findOrInsert(key, std::move(value))) {
-      if (saysTheSame(*present, value)) return false;
-      // As in `HashMap::valueIs`, the old value goes after the new one is in place.
-      std::swap(*present, value);
-    }
+    auto const [present, isNew] = members_.findOrInsert(key);
+    if (!isNew && saysTheSame(present, value)) return false;
+    // As in `HashMap::valueIs`, the old value goes after the new one is in place.
+    std::swap(present, value);
     return true;
   }
 
