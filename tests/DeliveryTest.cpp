@@ -186,6 +186,7 @@ class Hearer : public Notifiee {
     heard += key.stringValue().charPtr() + " "s;
     if (key == tracesFrom) Kiv::Trace::levelIs("Any", 3, true);
   }
+  void onPatchIntf(IntfId key) override { onProxyConfig(key); }
 
   std::string heard;
   /// The key at which it switches a trace level on.
@@ -238,6 +239,14 @@ TEST(Delivery, AnInterestInAGroupOfKeysWhileNothingIsTraced) {
     EXPECT_EQ(change() + others.back()->heard, all + '|' + all + '|' + all + all);
     Kiv::Trace::levelIs("Any", 3, false);
   });
+}
+
+TEST(Delivery, ANewMemberIsAChangeAlsoWhenItsValueIsBlank) {
+  auto const config = Config::ConfigIs();
+  auto const hearer = Kiv::makeNew<Hearer>(config, Kiv::everyGroup);
+  for (char const* patch : {"", "", "p", "p", ""}) config->patchIntfIs(IntfId("a"), IntfId(patch));
+  config->patchIntfIs(IntfId("b"), IntfId());
+  EXPECT_EQ(hearer->heard, "a a a b ");
 }
 
 std::string const all = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";

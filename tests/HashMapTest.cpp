@@ -135,6 +135,9 @@ TEST(HashMap, InsertionThatFailsChangesNothing) {
       ++failures, ++failAt;
       ASSERT_TRUE(map.version() == version && !map.has(size));
     }
+    // Overwriting takes no room.
+    Allocations::failAt = 1;
+    if (size != 0) map.valueIs(0, 0);
     Allocations::failAt = 0;
     U32 next = 0;
     for (auto walk = map.iteratorConst(); walk; ++walk, ++next) ASSERT_EQ(map.value(next), next);
