@@ -33,18 +33,25 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
       while (at < model.size() && !model[at].live) ++at;
       return at < model.size() ? at : ended;
     };
-    for (U32 step = 0; step < 6000 + keys; ++step) {
-      U32 const number = step < keys ? step : static_cast<U32>(random() % keys);
-      std::string const name = fmt::format("{}.{}", 3 * number / keys, number);
-      IntfId key(name.c_str());
+    // Only keys with hashes of one half, so that many a search goes on behind its first slot.
+    std::vector<std::string> names;
+    for (U32 next = 0; names.size() < keys; ++next) {
+      std::string name = fmt::format("{}.{}", 3 * names.size() / keys, next);
+      if (IntfId(name.c_str()).hash() >> 31U == 0) names.push_back(std::move(name));
+    }
+    for (U32 step = 0, newest = 0; step < 6000 + keys; ++step) {
+      U32 const choice = step < keys ? 0 : static_cast<U32>(random() % 1000);
+      U32 const drawn = choice % 4 == 0 ? newest : static_cast<U32>(random() % keys);
+      U32 const number = step < keys ? step : drawn;
+      IntfId key(names[number].c_str());
       // A few come without their parent's number.
-      if (number % 100 == 0) key = Velto::SubIntfId::parentIntfId(IntfId((name + ".1").c_str()));
+      if (number % 100 == 0)
+        key = Velto::SubIntfId::parentIntfId(IntfId((names[number] + ".1").c_str()));
       auto const member =
           std::ranges::find_if(model, [&](auto const& m) { return m.live && m.key == key; });
       bool const present = member != model.end();
       bool changed = false;
       U32 const version = map.version();
-      U32 const choice = step < keys ? 0 : static_cast<U32>(random() % 1000);
       // Grows and shrinks in turn, so that holes come to outnumber members.
       if (choice < (step / 600 % 2 == 0 ? 450 : 120)) {
         auto const value = std::make_shared<int>();
@@ -52,12 +59,15 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
         if (present) member->value = value;
         if (!present) model.push_back({key, value});
         changed = !present;
+        newest = number;
       } else if (choice < 600) {
         ASSERT_EQ(map.valueDel(key), present ? member->value : nullptr);
         if (present) member->live = false;
         changed = present;
       } else if (choice < 602) {
         map.expect(static_cast<U32>(random()) % (2 * keys));
+      } else if (choice < 630 && step / 500 % 3 == 0) {
+        walks.clear();
       } else if (choice < 630) {
         walks.emplace_back(map.iteratorConst(), nextLive(0));
         if (choice % 3 == 0) walks.back() = walks[random() % walks.size()];
@@ -91,6 +101,30 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
     // What was removed or overwritten has been let go.
     for (Member const& m : model) ASSERT_EQ(m.value.use_count(), m.live ? 2 : 1);
   }
+}
+
+TEST(HashMap, EndlesslyManyKeysComeAndGoBehindTheOthers) {
+  std::mt19937 random;
+  Kiv::HashMap<U32, U32> map;
+  for (U32 key = 0; key < 30; ++key) map.valueIs(key, key);
+  auto const other = [&] { return static_cast<U32>(random()) | 0x80000000U; };
+  for (U32 time = 0; time < 10000; ++time) {
+    U32 const key = other();
+    map.valueIs(key, time);
+    ASSERT_EQ(map.valueDel(key), time);
+  }
+  // The same while a walk stands where they go.
+  for (U32 time = 0; time < 1000; ++time) {
+    U32 const gone = other(), next = other();
+    map.valueIs(gone, time);
+    auto walk = map.iteratorConst();
+    while (walk.key() != gone) ++walk;
+    map.valueDel(gone);
+    map.valueIs(next, time);
+    ASSERT_TRUE(walk.key() == gone && ++walk && walk.key() == next && map.value(next) == time);
+    map.valueDel(next);
+  }
+  EXPECT_EQ(map.size(), 30U);
 }
 
 /// However many members there are before and behind a hole, none of them is missed or met twice.

@@ -55,7 +55,7 @@ U32 hashOf(Key const& key) noexcept {
 /// all members are entered anew. Between two moves there are no more insertions than places, so
 /// three slots of five stay fresh, and a search soon meets one. Where no search goes on behind a
 /// slot that is left, it is fresh again, and if its member was the newest and nobody walks, the
-/// place is free too. The arrays never shrink.
+/// place is free too; where one does, both may be taken again together. The arrays never shrink.
 template <class Key, class Value>
 class HashMap {
  public:
@@ -148,6 +148,9 @@ class HashMap {
         if (slots_[slot] == freshSlot) break;
       }
       slot = vacant;
+      // With a slot that has been left goes the last place, if that has been left too. There are as
+      // many holes as such slots, at least.
+      if (slots_[slot] == usedSlot && !isPresent(size_ - 1) && walks_ == nullptr) --size_;
     }
     slots_[slot] = tag | size_;
     keys_[size_] = key;
