@@ -108,6 +108,7 @@ TEST(HashMap, EndlesslyManyKeysComeAndGoBehindTheOthers) {
   Kiv::HashMap<U32, U32> map;
   for (U32 key = 0; key < 30; ++key) map.valueIs(key, key);
   auto const other = [&] { return static_cast<U32>(random()) | 0x80000000U; };
+  // Were all slots used up by those that are gone, a search would find no end.
   for (U32 time = 0; time < 10000; ++time) {
     U32 const key = other();
     map.valueIs(key, time);

@@ -48,12 +48,11 @@ class NotifieeList {
   /// REQUIRES: `notifiee` is on this list.
   void hearsIs(PtrInterface::NotifieeConst const& notifiee, bool hears) noexcept;
 
-  /// Defined in Kiv/Delivery.h, since it needs both classes.
-  ///
   /// Calls `slot` with `key` on every notifiee that hears the change of that number and has an
   /// interest in the key, on behalf of this thread's `delivery`. A notifiee that raises has its
   /// `onNotificationException()` called and keeps no other from hearing the change; `first` takes
-  /// the exception unless it holds an earlier one.
+  /// the exception unless it holds an earlier one. Defined in Kiv/Delivery.h, since it needs both
+  /// classes.
   template <auto slot, class Key>
   [[gnu::always_inline]] void deliver(Delivery& delivery, Key key, U64 change,
                                       std::exception_ptr& first) noexcept;

@@ -148,34 +148,21 @@ class Generator {
                             : which < 2 * places ? "et7" + own
                                                  : clients[which - 2 * places];
     bool const shares = collides_ && oneIn(2);
-    switch (letter) {
-      case 'S':
-        return fmt::format("{}.{}", port, 1 + place_ % perPort);
-      case 'M':
-        return port;
-      case 'P':
-        return shares ? from(patches) : fmt::format("et9.{}{}", own, oneIn(4) ? "5" : "");
-      case 'C':
-        return shares ? from(clients) : oneIn(6) ? "-" : "et7" + own;
-      case 'p':
-        return from(patches);
-      case 'c':
-        return from(clients);
-      case 'I':
-        return interface;
-      case 'D':
-        // A name that only this interface ever has; rarely an empty one or one that fills a
-        // command.
-        if (oneIn(12)) return "\"\"";
-        return fmt::format("dev{:.5}{}", interface,
-                           oneIn(12)  ? std::string(115, 'x')
-                           : oneIn(6) ? "b"
-                                      : "");
-      case 'T':
-        return fmt::format("{} {}", 2 * place_ + 1, 2 * place_ + 2);
-      default:
-        return fmt::format("{}", 1 + below(8));
-    }
+    if (letter == 'S') return fmt::format("{}.{}", port, 1 + place_ % perPort);
+    if (letter == 'M') return port;
+    if (letter == 'P' && shares) return from(patches);
+    if (letter == 'P') return fmt::format("et9.{}{}", own, oneIn(4) ? "5" : "");
+    if (letter == 'C') return shares ? from(clients) : oneIn(6) ? "-" : "et7" + own;
+    if (letter == 'p') return from(patches);
+    if (letter == 'c') return from(clients);
+    if (letter == 'I') return interface;
+    if (letter == 'T') return fmt::format("{} {}", 2 * place_ + 1, 2 * place_ + 2);
+    if (letter == 'N') return fmt::format("{}", 1 + below(8));
+    // A device name that only this interface ever has; rarely an empty one or one that fills a
+    // command.
+    if (oneIn(12)) return "\"\"";
+    std::string const rest = oneIn(12) ? std::string(115, 'x') : oneIn(6) ? "b" : "";
+    return fmt::format("dev{:.5}{}", interface, rest);
   }
 
   std::mt19937_64 random_;

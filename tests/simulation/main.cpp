@@ -21,26 +21,19 @@ bool killsEverywhere(U64 seed, History const& history) {
          });
 }
 
-/// Leaves out whatever can be left out: halves first, single steps last, then faults.
+/// Leaves out whatever can be left out: steps, from the last one on, then faults.
 History shrunk(History history, U64 seed, bool kills) {
   Counts counts;
   auto const isBroken = [&](History const& steps) {
     return !brokenBy(steps, seed, kills, counts).empty();
   };
-  for (std::size_t chunk = history.size() / 2; chunk > 0;) {
-    bool smaller = false;
-    for (std::size_t at = 0; at + chunk <= history.size();) {
+  for (std::size_t before = 0; before != history.size();) {
+    before = history.size();
+    for (std::size_t at = before; at-- > 0;) {
       History fewer = history;
-      auto const from = fewer.begin() + static_cast<std::ptrdiff_t>(at);
-      fewer.erase(from, from + static_cast<std::ptrdiff_t>(chunk));
-      if (isBroken(fewer)) {
-        history = std::move(fewer);
-        smaller = true;
-      } else {
-        at += chunk;
-      }
+      fewer.erase(fewer.begin() + static_cast<std::ptrdiff_t>(at));
+      if (isBroken(fewer)) history = std::move(fewer);
     }
-    if (chunk > 1 || !smaller) chunk /= 2;
   }
   for (Step& step : history) {
     Fault const fault = std::exchange(step.fault, Fault::none);
