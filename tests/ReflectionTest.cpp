@@ -62,14 +62,23 @@ TEST_F(GenericAccess, RefusesEveryOtherIndexAndCodeAndTouchesNothing) {
 TEST_F(GenericAccess, HandsOutOneReferenceAndNoneWhenAnOperationRaises) {
   std::size_t references = 0;
   for (Kiv::PtrInterface* const object : both) {
+    std::string_view const name = object->fwkType()->name();
+    auto const* record = Kiv::AllocTrackTypeInfo::first();
+    while (record && record->className() != name) record = record->next();
+    EXPECT_NE(record, nullptr) << name;
+    GenericIf::Methods const& methods = *object->fwkType()->access().methods;
+    EXPECT_EQ(methods.fwkType(object), object->fwkType());
+    methods.referenceIs(object);
+    methods.referenceDel(object);
     for (Kiv::KivAttr const& line : object->fwkType()->access().attributes) {
       if (line.keyType || !line.allows(Op::read) || !line.valueType->base()) continue;
       Kiv::PtrInterface const* read[2] = {};
       EXPECT_EQ(op(&read[0], object, line, Op::read), GenericIf::done);
-      U32 const before = read[0]->references();
+      U32 const before = methods.references(read[0]);
+      EXPECT_EQ(before, read[0]->references());
       EXPECT_EQ(op(&read[1], object, line, Op::read), GenericIf::done);
       EXPECT_EQ(read[1]->references(), before + 1) << line.name;
-      for (auto const* each : read) Kiv::Ptr<Kiv::PtrInterface const>::adopt(each);
+      for (auto const* each : read) methods.referenceDel(each);
       ++references;
     }
   }
