@@ -179,11 +179,12 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
   void handleClientIntf(Velto::IntfId intfId);
 
   /// Brings a proxy sub-interface into service with the lowest free tag pair; one that is in
-  /// service already is taken out first. Raises the range error
-  /// "VlanId::value < 1 or > 4094 not allowed" when no pair is free, and the consistency errors
-  /// "proxyConfigHas( proxySubIntfId )" when the sub-interface is not configured, "macsecTag" when
-  /// there is no pool and "encryptTag.value() % 2" when the pool has a half-used pair; each before
-  /// anything is changed for the new pair.
+  /// service already is taken out first, and stays out when that raises. Raises the range errors
+  /// "VlanId::value < 1 or > 4094 not allowed" when no pair is free and
+  /// "Bitmap range outside 1 to size not allowed" when only the last tag of a pool of odd size is,
+  /// and the consistency errors "proxyConfigHas( proxySubIntfId )" when the sub-interface is not
+  /// configured, "macsecTag" when there is no pool and "encryptTag.value() % 2" when the pool has a
+  /// half-used pair; each before anything is changed for the new pair.
   void addProxySubIntfStatus(Velto::IntfId proxySubIntfId, Velto::IntfId patchSubIntfId);
   /// Takes a proxy sub-interface out of service, going by its status record alone. Without a record
   /// it only traces. When the driver refuses the command, everything else is done before its
