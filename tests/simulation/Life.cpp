@@ -122,8 +122,8 @@ enum Outcome { fine, broken, died };
 
 }  // namespace
 
-void live(History const& history, U64 seed, bool killEverywhere, Counts& counts) {
-  ++counts.histories;
+void live(History const& history, U64 seed, bool killEverywhere) {
+  ++SimulatedAgent::counts.histories;
   Kiv::Delivery::orderIs(Kiv::Delivery::Order::registration);
   Tables tables;
   bool disturbed =
@@ -137,12 +137,12 @@ void live(History const& history, U64 seed, bool killEverywhere, Counts& counts)
       agent.perform(step);
       disturbed |= agent.ledger.disturbed;
       for (Left const& left : kills) judgeRestart(left, seed);
-      counts.kills += kills.size();
+      SimulatedAgent::counts.kills += kills.size();
       kills.clear();
     }
     agent.kills = nullptr;
     tables = tablesOf(agent.left());
-    ++counts.kills;
+    ++SimulatedAgent::counts.kills;
     judgeRestart(agent.left(), seed);
     agent.perform({"stop"});
     if (!disturbed) startAgain(agent.left());
@@ -166,7 +166,7 @@ void live(History const& history, U64 seed, bool killEverywhere, Counts& counts)
   requireNothingLives(false);
 }
 
-std::string brokenBy(History const& history, U64 seed, bool killEverywhere, Counts& counts) {
+std::string brokenBy(History const& history, U64 seed, bool killEverywhere) {
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> const file(std::tmpfile(), &std::fclose);
   verdict = file.get();
   std::fflush(nullptr);
@@ -175,7 +175,7 @@ std::string brokenBy(History const& history, U64 seed, bool killEverywhere, Coun
     std::set_terminate(judgeDeath);
     alarm(120);
     try {
-      live(history, seed, killEverywhere, counts);
+      live(history, seed, killEverywhere);
       end(fine, "");
     } catch (std::exception const& rule) {
       end(broken, rule.what());
@@ -186,13 +186,13 @@ std::string brokenBy(History const& history, U64 seed, bool killEverywhere, Coun
   std::array<char, 512> rule{};
   std::rewind(verdict);
   std::fread(rule.data(), 1, rule.size() - 1, verdict);
-  counts.deaths += WIFEXITED(status) && WEXITSTATUS(status) == died;
+  SimulatedAgent::counts.deaths += WIFEXITED(status) && WEXITSTATUS(status) == died;
   bool const isBroken =
       !WIFEXITED(status) || (WEXITSTATUS(status) != fine && WEXITSTATUS(status) != died);
   return !isBroken ? "" : rule[0] != 0 ? rule.data() : "the process dies";
 }
 
-void failEverywhere(Counts& counts) {
+void failEverywhere() {
   // Two ports, three clients of which one is shared, and a record of an earlier run.
   History before;
   for (std::string const port : {"et1", "et2", "et5", "et6"}) {
@@ -214,19 +214,19 @@ void failEverywhere(Counts& counts) {
         "set coordinator macsecProxyIntfSm et4 config status encaps ethernet driver devices"}) {
     for (Fault const fault : {Fault::driver, Fault::allocation}) {
       U64 faultsBefore = 0;
-      for (Step step{text, fault, 1}; step.at == 1 || SimulatedAgent::faults > faultsBefore;
+      for (Step step{text, fault, 1}; step.at == 1 || SimulatedAgent::counts.faults > faultsBefore;
            ++step.at) {
-        faultsBefore = SimulatedAgent::faults;
+        faultsBefore = SimulatedAgent::counts.faults;
         History history = before;
         if (step.text != "start") history.push_back({"start"});
         for (Step const& each : {step, Step{"stop"}, Step{"start"}}) history.push_back(each);
-        live(history, step.at, false, counts);
+        live(history, step.at, false);
       }
     }
   }
 }
 
-void throwEverywhere(History const& scenario, Counts& counts) {
+void throwEverywhere(History const& scenario) {
   std::vector<std::size_t> commands;
   {
     SimulatedAgent agent;
@@ -241,7 +241,7 @@ void throwEverywhere(History const& scenario, Counts& counts) {
       History history = scenario;
       history[at].fault = Fault::deadly;
       history[at].at = command;
-      std::string const rule = brokenBy(history, command, false, counts);
+      std::string const rule = brokenBy(history, command, false);
       require(rule.empty(), rule, "the driver throws in: " + history[at].text);
     }
   }

@@ -79,7 +79,7 @@ std::optional<std::string> SimulatedAgent::attempt(Step const& step) {
                                                              : std::size_t{driver_.throwAt()};
   driver_.throwAtIs(0);
   failed_ = arms_ && toFail == 0;
-  faults += failed_;
+  counts.faults += failed_;
   // Of many rounds, only the last one's error is kept.
   char const* const cause = step.fault == Fault::allocation ? "std::bad_alloc" : "driver refused";
   require(!failed_ || (raised && raised->starts_with(cause)) || step.text.starts_with("repeat"),
@@ -112,7 +112,7 @@ void SimulatedAgent::perform(Step const& step, bool isJudged) {
   Kiv::Store::observerIs(nullptr);
   if (!raised) return;
 
-  ++steps;
+  ++counts.steps;
   require(untold_.empty(), untold_);
   bool const heard = follow(before);
   if (isStarting) {

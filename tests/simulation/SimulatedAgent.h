@@ -66,6 +66,11 @@ struct Ledger {
   void claim(IntfId proxySubIntf, IntfId patch, IntfId client);
 };
 
+/// How much was done in this process. Deaths are those of teardowns that raised.
+struct Counts {
+  U64 histories = 0, steps = 0, kills = 0, faults = 0, deaths = 0;
+};
+
 /// The stand-in agent with the real library, carrying out histories. It judges what becomes of each
 /// step, and raises `Broken`. One agent at a time has the driver.
 class SimulatedAgent {
@@ -88,7 +93,7 @@ class SimulatedAgent {
   Ledger ledger;
 
   /// Of all agents.
-  inline static U64 steps = 0, faults = 0;
+  inline static Counts counts;
   inline static U32 alive = 0;
 
  private:

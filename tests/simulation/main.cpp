@@ -14,6 +14,8 @@ namespace Simulation {
 
 namespace {
 
+Counts const& counts = SimulatedAgent::counts;
+
 /// Every other history is run with a kill at every write, but for the large ones.
 bool killsEverywhere(U64 seed, History const& history) {
   return seed % 2 == 0 && std::ranges::none_of(history, [](Step const& step) {
@@ -23,10 +25,7 @@ bool killsEverywhere(U64 seed, History const& history) {
 
 /// Leaves out whatever can be left out: steps, from the last one on, then faults.
 History shrunk(History history, U64 seed, bool kills) {
-  Counts counts;
-  auto const isBroken = [&](History const& steps) {
-    return !brokenBy(steps, seed, kills, counts).empty();
-  };
+  auto const isBroken = [&](History const& steps) { return !brokenBy(steps, seed, kills).empty(); };
   for (std::size_t before = 0; before != history.size();) {
     before = history.size();
     for (std::size_t at = before; at-- > 0;) {
@@ -47,9 +46,7 @@ int report(U64 seed, std::string const& rule, History history, bool kills) {
   fmt::print("# broken with seed {}: {}\n# shrinking ...\n", seed, rule);
   std::fflush(stdout);
   history = shrunk(history, seed, kills);
-  Counts counts;
-  fmt::print("# seed {}: {}\n{}{}", seed, brokenBy(history, seed, kills, counts),
-             scenarioOf(history),
+  fmt::print("# seed {}: {}\n{}{}", seed, brokenBy(history, seed, kills), scenarioOf(history),
              kills ? "# killed at one of its writes, and started again\n" : "");
   return 1;
 }
@@ -57,8 +54,7 @@ int report(U64 seed, std::string const& rule, History history, bool kills) {
 int replay(U64 seed) {
   History const history = historyOf(seed);
   bool const kills = killsEverywhere(seed, history);
-  Counts counts;
-  std::string const rule = brokenBy(history, seed, kills, counts);
+  std::string const rule = brokenBy(history, seed, kills);
   if (!rule.empty()) return report(seed, rule, history, kills);
   fmt::print("{}# seed {}: no rule is broken\n", scenarioOf(history), seed);
   return 0;
@@ -67,7 +63,7 @@ int replay(U64 seed) {
 /// Runs the histories of the seeds `from` on, for as long as `goesOn` wants. A process that dies
 /// says which seed brought it there, to be replayed.
 template <class GoesOn>
-int runAll(U64 from, Counts& counts, GoesOn goesOn) {
+int runAll(U64 from, GoesOn goesOn) {
   static U64 seed;
   for (int const signal : {SIGABRT, SIGALRM, SIGSEGV}) {
     std::signal(signal, [](int number) {
@@ -81,7 +77,7 @@ int runAll(U64 from, Counts& counts, GoesOn goesOn) {
     bool const kills = killsEverywhere(seed, history);
     alarm(120);
     try {
-      live(history, seed, kills, counts);
+      live(history, seed, kills);
     } catch (std::exception const& rule) {
       return report(seed, rule.what(), history, kills);
     }
@@ -89,9 +85,9 @@ int runAll(U64 from, Counts& counts, GoesOn goesOn) {
   return 0;
 }
 
-void printCounts(Counts const& counts) {
+void printCounts() {
   fmt::print("{} histories, {} steps, {} kills, {} faults, {} deaths\n", counts.histories,
-             SimulatedAgent::steps, counts.kills, SimulatedAgent::faults, counts.deaths);
+             counts.steps, counts.kills, counts.faults, counts.deaths);
   std::fflush(stdout);
 }
 
@@ -99,15 +95,14 @@ int soak(U64 first, double minutes) {
   using Seconds = std::chrono::duration<double>;
   auto const begin = std::chrono::steady_clock::now();
   Seconds shown{0};
-  Counts counts;
-  return runAll(first, counts, [&](U64 seed) {
+  return runAll(first, [&](U64 seed) {
     Seconds const lived = std::chrono::steady_clock::now() - begin;
     bool const isEnd = minutes > 0 && lived.count() > 60 * minutes;
     if (isEnd || lived - shown > std::chrono::seconds(10)) {
       shown = lived;
       fmt::print("seeds {} to {}, {:.0f} steps per second: ", first, seed,
-                 static_cast<double>(SimulatedAgent::steps) / lived.count());
-      printCounts(counts);
+                 static_cast<double>(counts.steps) / lived.count());
+      printCounts();
     }
     return !isEnd;
   });
@@ -115,25 +110,23 @@ int soak(U64 first, double minutes) {
 
 /// The same every time. A world in which little happens proves little.
 int fixed(U64 histories) {
-  Counts counts;
   // Processes of their own are made first, while this one is small.
   for (auto const& file : std::filesystem::directory_iterator(MACSECPROXY_EXAMPLES)) {
     if (file.path().extension() != ".scn") continue;
     History const history = historyIn(file.path());
     try {
-      throwEverywhere(history, counts);
-      live(history, 1, true, counts);
+      throwEverywhere(history);
+      live(history, 1, true);
     } catch (Broken const& rule) {
       throw Broken(file.path().string() + ": " + rule.what());
     }
   }
-  failEverywhere(counts);
-  int const status = runAll(1, counts, [&](U64 seed) { return seed <= histories; });
-  printCounts(counts);
-  require(status != 0 ||
-              (counts.histories > 300 + histories && SimulatedAgent::steps > 300 * histories &&
-               counts.kills > 1000 + 100 * histories &&
-               SimulatedAgent::faults > 280 + histories / 4 && counts.deaths > 20),
+  failEverywhere();
+  int const status = runAll(1, [&](U64 seed) { return seed <= histories; });
+  printCounts();
+  require(status != 0 || (counts.histories > 300 + histories && counts.steps > 300 * histories &&
+                          counts.kills > 1000 + 100 * histories &&
+                          counts.faults > 280 + histories / 4 && counts.deaths > 20),
           "that is less than there should be");
   return status;
 }
