@@ -40,7 +40,7 @@ Outcome run(std::string const& input, std::string const& arguments = "") {
   return outcome;
 }
 
-TEST(AgentTest, refusesInWordsThatSayWhatWouldBeRightAndChangesNothing) {
+TEST(AgentTest, RefusesInWordsThatSayWhatWouldBeRightAndChangesNothing) {
   std::ifstream file(REFUSALS);
   std::string before, line, text;
   unsigned refused = 0;
@@ -66,7 +66,7 @@ TEST(AgentTest, refusesInWordsThatSayWhatWouldBeRightAndChangesNothing) {
   }
 }
 
-TEST(AgentTest, theLibraryIsLoadedFromAFileAndNotLinked) {
+TEST(AgentTest, TheLibraryIsLoadedFromAFileAndNotLinked) {
   Outcome const missing = run("types\n", "--library /nonexistent.so");
   EXPECT_EQ(missing.status, 2);
   EXPECT_EQ(
@@ -79,7 +79,7 @@ TEST(AgentTest, theLibraryIsLoadedFromAFileAndNotLinked) {
   EXPECT_EQ(missing.out + other.out, "");
 }
 
-TEST(AgentTest, aTeardownThatRaisesEndsTheProcessWithAWord) {
+TEST(AgentTest, ATeardownThatRaisesEndsTheProcessWithAWord) {
   Outcome const outcome =
       run("eth set et1 eth1\neth set et7 eth7\nstart\nproxy set et1.1 et2.1 et7\n"
           "driver throw 2\nstop\n");
@@ -90,7 +90,7 @@ TEST(AgentTest, aTeardownThatRaisesEndsTheProcessWithAWord) {
   EXPECT_TRUE(outcome.out.ends_with("> stop\n    driver: macsec_proxy_client et1.1 eth7 0 0\n"));
 }
 
-TEST(AgentTest, anyBytesComeOutAsJsonLines) {
+TEST(AgentTest, AnyBytesComeOutAsJsonLines) {
   std::string examples;
   for (auto const& entry : std::filesystem::directory_iterator(EXAMPLES)) {
     if (entry.path().extension() != ".scn") continue;

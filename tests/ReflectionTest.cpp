@@ -2,6 +2,7 @@
 #include <array>
 
 #include "Kiv/KivAttr.h"
+#include "Kiv/TypeRegistry.h"
 #include "World.h"
 
 namespace {
@@ -59,13 +60,17 @@ TEST_F(GenericAccess, RefusesEveryOtherIndexAndCodeAndTouchesNothing) {
   EXPECT_EQ(commands() + sizes() + trace(), before + '\n');
 }
 
-TEST_F(GenericAccess, HandsOutOneReferenceAndNoneWhenAnOperationRaises) {
+TEST_F(GenericAccess, FindsTheFirstTypeOfAName) {
+  static Kiv::KivType const again(sm->fwkType()->name(), nullptr);
+  auto const types = Kiv::typeNodes();
+  Kiv::typeNodeIs(&again);
+  EXPECT_EQ(Kiv::typeNodes(), types);
+  EXPECT_EQ(Kiv::typeNode(again.name()), sm->fwkType());
+}
+
+TEST_F(GenericAccess, CountsReferencesAndHandsOutNoneWhenAnOperationRaises) {
   std::size_t references = 0;
   for (Kiv::PtrInterface* const object : both) {
-    std::string_view const name = object->fwkType()->name();
-    auto const* record = Kiv::AllocTrackTypeInfo::first();
-    while (record && record->className() != name) record = record->next();
-    EXPECT_NE(record, nullptr) << name;
     GenericIf::Methods const& methods = *object->fwkType()->access().methods;
     EXPECT_EQ(methods.fwkType(object), object->fwkType());
     methods.referenceIs(object);

@@ -40,9 +40,12 @@ class World : public testing::Test {
   /// Goes last of all, and then checks that no object is left.
   struct Surroundings {
     ~Surroundings() {
+      U32 classes = 0;
       for (auto const* type = Kiv::AllocTrackTypeInfo::first(); type; type = type->next()) {
         EXPECT_EQ(type->live(), 0U) << type->className();
+        ++classes;
       }
+      EXPECT_GE(classes, 5U);
       Kiv::Trace::sinkIs({});
       Kiv::Trace::levelIs("MacsecProxySm", 8, false);
       Pesk::Driver::instance().reset();
