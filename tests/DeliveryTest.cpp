@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <random>
 #include <sstream>
@@ -184,13 +185,13 @@ class Hearer : public Notifiee {
 
   void onProxyConfig(IntfId key) override {
     heard += key.stringValue().charPtr() + " "s;
-    if (key == tracesFrom) Kiv::Trace::levelIs("Any", 3, true);
+    if (key == actsAt) act();
   }
   void onPatchIntf(IntfId key) override { onProxyConfig(key); }
 
   std::string heard;
-  /// The key at which it switches a trace level on.
-  IntfId tracesFrom;
+  IntfId actsAt;
+  std::function<void()> act;
 };
 
 TEST(Delivery, AnInterestInAGroupOfKeysWhileNothingIsTraced) {
@@ -224,11 +225,12 @@ TEST(Delivery, AnInterestInAGroupOfKeysWhileNothingIsTraced) {
     EXPECT_EQ(change(), all + '|' + all + '|' + all);
     Kiv::Trace::levelIs("Any", 3, false);
     EXPECT_EQ(change(), all + "|a.1 a.1 |a a ");
-    everything->tracesFrom = IntfId("b.1");
+    everything->act = [] { Kiv::Trace::levelIs("Any", 3, true); };
+    everything->actsAt = IntfId("b.1");
     std::string const from = (reverse ? "" : "b.1 ") + "a.1.2 a a.1 b.1 a.1.2 "s;
     EXPECT_EQ(change(), all + "|a.1 " + from + "|a " + from);
     Kiv::Trace::levelIs("Any", 3, false);
-    everything->tracesFrom = IntfId();
+    everything->actsAt = IntfId();
     // So many go that the last of those who stay move to where the others had been.
     others.erase(others.begin() + 31, others.end());
     others.erase(others.begin() + 5);
@@ -313,6 +315,24 @@ TEST(Delivery, AllocatesNothingForEachNotifiee) {
     // In the first round this thread's list of changes may grow.
     if (notifiees == 1) expected = Allocations::made - before;
     EXPECT_EQ(Allocations::made - before, expected) << notifiees;
+  }
+}
+
+TEST(Delivery, ARegistrationThatFailsDisturbsNobody) {
+  for (std::size_t const failAt : {1U, 2U, 3U}) {
+    auto const config = Config::ConfigIs();
+    // As many as there is room for.
+    std::vector<Ptr<Hearer>> hearers;
+    while (hearers.size() < 16) hearers.push_back(Kiv::makeNew<Hearer>(config));
+    hearers[0]->actsAt = IntfId("a");
+    hearers[0]->act = [&] {
+      auto const newcomer = Kiv::makeNew<Hearer>(nullptr);
+      newcomer->watch(config);
+      Allocations::failAt = failAt;
+      newcomer->isRegisteredNotifieeIs(true);
+    };
+    EXPECT_THROW(config->patchIntfIs(hearers[0]->actsAt, IntfId("p")), std::bad_alloc);
+    for (auto const& hearer : hearers) EXPECT_EQ(hearer->heard, "a ");
   }
 }
 

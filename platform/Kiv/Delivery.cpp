@@ -1,15 +1,24 @@
 #include "Kiv/Delivery.h"
 
+#include <cstddef>
+#include <new>
 #include <numeric>
+#include <vector>
 
 namespace Kiv {
 
 constinit thread_local Delivery* Delivery::ofThisThread_ = nullptr;
 
 Delivery& Delivery::begunThread() noexcept {
-  static thread_local Delivery delivery;
-  ofThisThread_ = &delivery;
-  return delivery;
+  // It outlives the thread's other objects, since static ones may make changes after these are gone;
+  // its memory does not.
+  alignas(Delivery) static thread_local std::byte place[sizeof(Delivery)];
+  struct End {
+    ~End() { std::vector<Change>().swap(ofThisThread_->changes_); }
+  };
+  ofThisThread_ = new (place) Delivery;
+  static thread_local End const end;
+  return *ofThisThread_;
 }
 
 void Delivery::orderIs(Order order, U64 seed) noexcept {

@@ -10,6 +10,8 @@ namespace Kiv {
 void NotifieeList::reserve() {
   if (places_.size() < places_.capacity()) return;
   std::size_t const room = std::max(few, 2 * places_.size());
+  // What a delivery goes through may move also where a later allocation fails.
+  if (delivering_) Delivery::ofThisThread().disturb();
   // The places last: their room stands for all.
   hearers_.reserve(room);
   marks_.reserve(room / inWord + 1);
