@@ -307,8 +307,10 @@ void MacsecProxyIntfSm::doUpdateDmaMacsecProxyClient(Velto::IntfId proxyIntfId,
 }
 
 void MacsecProxyIntfSm::send(DriverCommand const& command) {
-  // Held for the call.
+  // Held for the call, whoever else lets go of it meanwhile.
   Kiv::Ptr<Pesk::IoctlDrvInterface> const channel = ioctlDrvInterface_;
+  // Every command carries these numbers; what they mean is the driver's business. So is a refusal,
+  // unless it comes as an exception.
   channel->doIoctl(command.buffer(), DriverCommand::bufferLength, 0, 1, 0);
 }
 

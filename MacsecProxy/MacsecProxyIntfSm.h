@@ -31,9 +31,9 @@ class DriverCommand;
 /// for each proxy interface in use and drops it with the interface's last sub-interface.
 ///
 /// Everything runs on the agent thread that owns the entities. Handlers raise what the driver
-/// raises, the range error "VlanId::value < 1 or > 4094 not allowed" when no tag pair is free,
-/// `std::bad_alloc`, and the consistency errors that they name. The destructor does not raise: a
-/// driver that refuses a command of a teardown ends the process.
+/// raises (the number that it returns is ignored), the range error "VlanId::value < 1 or > 4094 not
+/// allowed" when no tag pair is free, `std::bad_alloc`, and the consistency errors that they name.
+/// The destructor does not raise: a driver that refuses a command of a teardown ends the process.
 class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
  public:
   /// Tells a machine of changes of the configuration at its own sub-interfaces. While anything is
@@ -134,6 +134,7 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
   /// Removes the member and returns its value, false when there is none.
   bool proxySubIntfDel(Velto::IntfId key);
   void proxySubIntfDelAll();
+  /// The framework's hook for a change of a member. The machine has no use for it: nobody calls it.
   void proxySubIntfNotify(Velto::IntfId /*key*/) {}
 
   /// For each client interface the proxy sub-interface that serves it.
@@ -147,9 +148,11 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
   /// Removes the member and returns its value, the empty identifier when there is none.
   Velto::IntfId clientIntfDel(Velto::IntfId key);
   void clientIntfDelAll();
+  /// As `proxySubIntfNotify`.
   void clientIntfNotify(Velto::IntfId /*key*/) {}
 
-  /// The tag pool: bit t is set while tag t is in use. Null before `handleInitialized`.
+  /// The tag pool: bit t is set while tag t is in use. Null after
+  /// `macsecTagDel`.
   Kiv::Ptr<Pesk::Bitmap> const& macsecTag() const noexcept { return macsecTag_; }
   /// Keeps a pool made from these very values, bits included; otherwise makes a new one in its
   /// place. Returns the pool.
@@ -168,7 +171,8 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
   /// A key of the configuration has changed: brings it into or out of service when it is a
   /// sub-interface of this interface. Without a configuration it only traces.
   void handleProxyConfig(Velto::IntfId intfId);
-  /// `handleProxyConfig` for every key of the configuration.
+  /// `handleProxyConfig` for every sub-interface of this interface that is configured; while
+  /// anything is traced, for every key of the configuration.
   void handleProxyConfig();
   /// The device-name entry of an interface has changed: while there is one, tells the driver again
   /// what concerns the interface.
@@ -195,7 +199,8 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
   /// status.
   void doUpdateDmaMacsecProxy(Velto::IntfId intfId, bool enable);
   /// Has the driver steer a client through a proxy interface, or stop doing so. An enable names the
-  /// proxy interface by its device, a disable by the text of `proxyIntfId`. Sends nothing while the
+  /// proxy interface by its device, a disable by the text of `proxyIntfId`. No tag is
+  /// sent as 0. Sends nothing while the
   /// client or, for an enable, the proxy interface has no Ethernet status.
   void doUpdateDmaMacsecProxyClient(Velto::IntfId proxyIntfId, Velto::IntfId clientIntfId,
                                     Bridging::VlanIdOrNone clientTag, bool enable);

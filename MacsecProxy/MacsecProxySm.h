@@ -50,7 +50,9 @@ class MACSECPROXY_API MacsecProxySm final : public Kiv::PtrInterface {
   };
 
   /// Creates a coordinator, lets it start up and switches its notifications on. Without a `config`
-  /// it has its driver channel and does nothing. Raises what the start-up raises, in which case
+  /// it has its driver channel and does nothing; without a `deviceIntfStatusDir` machines hear of
+  /// no device names. The other arguments may be null for as long as nothing needs them: what does
+  /// raises the consistency error that names it. Raises what the start-up raises, in which case
   /// there is no coordinator, and what the start-up has cleared away stays away.
   static Kiv::Ptr<MacsecProxySm> MacsecProxySmIs(
       Kiv::Ptr<Config const> const& config, Kiv::Ptr<Status> const& status,
@@ -107,6 +109,8 @@ class MACSECPROXY_API MacsecProxySm final : public Kiv::PtrInterface {
   /// Removes the count and returns it, 0 when there is none.
   U32 proxySubIntfCntDel(Velto::IntfId key);
   void proxySubIntfCntDelAll();
+  /// The framework's hook for a change of a count. The coordinator has no use for it: nobody calls
+  /// it.
   void proxySubIntfCntNotify(Velto::IntfId /*key*/) {}
 
   /// The machines, by proxy interface.
@@ -130,18 +134,21 @@ class MACSECPROXY_API MacsecProxySm final : public Kiv::PtrInterface {
   /// machine is destroyed with its last reference.
   Kiv::Ptr<MacsecProxyIntfSm> macsecProxyIntfSmDel(Velto::IntfId key);
   void macsecProxyIntfSmDelAll();
+  /// As `proxySubIntfCntNotify`.
   void macsecProxyIntfSmNotify(Velto::IntfId /*key*/) {}
 
   /// Starts up: makes the driver channel, clears away the records, encapsulations and marks that
-  /// are no longer configured, and counts what is. Without a configuration only the channel is
-  /// made. With one, raises the consistency error "status" when that is null, and "dynDot1qEncap"
-  /// when that is null and there is a record to clear away, each before anything is touched.
+  /// are no longer configured, and adds what is to the counts. Without a configuration only the
+  /// channel is made. With one, raises the consistency error "status" when that is null, and
+  /// "dynDot1qEncap" when that is null and there is a record to clear away, each before any table
+  /// is touched.
   void handleInitialized();
   /// A key of the configuration has changed: counts it for its parent, whose machine comes with the
   /// first one and goes with the last. Without a configuration it only traces. Raises the
   /// consistency error "status" when the status is null.
   void handleProxyConfig(Velto::IntfId intfId);
-  /// `handleProxyConfig` for every key of the configuration.
+  /// `handleProxyConfig` for every key of the configuration, for which it makes room at once.
+  /// Raises `std::bad_alloc`, with nothing done, when there is none.
   void handleProxyConfig();
 
   static Kiv::KivType const _kivType;

@@ -8,7 +8,8 @@
 
 namespace Agent {
 
-/// What the entities hold at one moment, in their order. Taking a snapshot writes nothing.
+/// What the entities hold at one moment, in their order, as far as the machines can tell. Taking a
+/// snapshot writes nothing.
 struct Snapshot {
   template <class Value>
   using Members = std::vector<std::pair<Velto::IntfId, Value>>;

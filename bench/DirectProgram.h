@@ -8,8 +8,8 @@
 #include "FloorParts.h"
 #include "Pesk/Driver.h"
 #include "PlainParts.h"
+#include "Programs.h"
 #include "Velto/SubIntfId.h"
-#include "World.h"
 
 namespace Bench {
 

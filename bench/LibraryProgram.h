@@ -4,7 +4,7 @@
 
 #include "Kiv/Ptr.h"
 #include "MacsecProxy/MacsecProxySm.h"
-#include "World.h"
+#include "Programs.h"
 
 namespace Bench {
 
@@ -29,7 +29,8 @@ class LibraryProgram {
   }
   void stop() { coordinator_ = nullptr; }
 
-  /// The coordinator is gone, has left the tables as they were and told the driver nothing.
+  /// The coordinator is gone and has left the tables as they were. What it told the driver is not
+  /// in the log, but counted.
   void crash() {
     auto const status = MacsecProxy::Status::StatusIs();
     auto const encaps = Interface::SubIntfDynDot1qEncap::SubIntfDynDot1qEncapIs();

@@ -10,9 +10,9 @@
 
 #include "Bench.h"
 #include "Kiv/HashMap.h"
+#include "Programs.h"
 #include "Velto/IntfId.h"
 #include "Work.h"
-#include "World.h"
 
 #if __has_include(<boost/unordered/unordered_flat_map.hpp>)
 #include <boost/unordered/unordered_flat_map.hpp>

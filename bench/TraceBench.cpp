@@ -1,8 +1,8 @@
 #include "Bench.h"
 #include "MacsecProxy/Trace.h"
+#include "Programs.h"
 #include "Velto/IntfId.h"
 #include "Work.h"
-#include "World.h"
 
 #if __has_include(<spdlog/spdlog.h>)
 #include <spdlog/sinks/null_sink.h>

@@ -59,6 +59,7 @@ TEST_F(CoordinatorTest, NothingReachesACoordinatorWhoseStartFails) {
     return "";
   };
   EXPECT_THROW(start(), Pesk::DriverError);
+  EXPECT_TRUE(config->proxyConfigHas("et1.2"_intf));
   EXPECT_EQ(trace().find("ProxySm::handleProxyConfig(Velto::IntfId): et1.2"), std::string::npos);
 }
 

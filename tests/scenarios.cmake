@@ -1,5 +1,5 @@
 # The stand-in agent: a test for each scenario in examples/ and scenarios/, which must print what
-# stands in the .expected file beside it, and the agent's own tests.
+# stands in the .expected file beside it.
 function(add_scenario name scenario expected)
   add_test(NAME Scenario.${name}
            COMMAND ${CMAKE_COMMAND} -DAGENT=$<TARGET_FILE:macsecproxy-agent>
@@ -24,13 +24,3 @@ foreach(scenario ${scenarios})
     add_scenario(${kind}.${name}.reverse ${scenario} ${expected} "order reverse")
   endif()
 endforeach()
-
-find_package(nlohmann_json REQUIRED)
-add_executable(agent-test AgentTest.cpp)
-target_link_libraries(agent-test PRIVATE GTest::gtest_main nlohmann_json::nlohmann_json)
-target_compile_definitions(agent-test PRIVATE AGENT="$<TARGET_FILE:macsecproxy-agent>"
-                                              PLATFORM="$<TARGET_FILE:AgentPlatform>"
-                                              EXAMPLES="${PROJECT_SOURCE_DIR}/examples"
-                                              REFUSALS="${CMAKE_CURRENT_LIST_DIR}/refusals.txt")
-add_dependencies(agent-test macsecproxy-agent)
-gtest_discover_tests(agent-test)

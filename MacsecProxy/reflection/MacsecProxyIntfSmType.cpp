@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "Kiv/Attributes.h"
 #include "Kiv/GenericIfImpl.h"
 #include "Kiv/KivAttr.h"
@@ -40,6 +42,7 @@ constexpr Kiv::KivAttr attributes[] = {
     Line::function<&Sm::handleInitialized>(149, "handleInitialized"),
     Line::function<&Sm::cleanup>(150, "cleanup"),
 };
+static_assert(std::ranges::is_sorted(attributes, {}, &Kiv::KivAttr::index));
 
 constexpr Kiv::KivArgument ctorArguments[] = {
     {"intfId", Kiv::TypeOf<IntfId>::record()},

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "Kiv/Attributes.h"
 #include "Kiv/GenericIfImpl.h"
 #include "Kiv/KivAttr.h"
@@ -30,6 +32,7 @@ constexpr Kiv::KivAttr attributes[] = {
         "ethIntfStatusDir", "ioctlDrvInterface", "deviceIntfStatusDir"),
     Line::function<&Sm::handleInitialized>(140, "handleInitialized"),
 };
+static_assert(std::ranges::is_sorted(attributes, {}, &Kiv::KivAttr::index));
 
 constexpr Kiv::KivArgument ctorArguments[] = {
     {"config", Kiv::TypeOf<Config>::record()},

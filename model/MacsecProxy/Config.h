@@ -40,7 +40,8 @@ class Config : public Kiv::Entity {
   /// removed first and then added, each told by itself. An entry that says the same stays, and
   /// nobody is told. `clientIntfId` is empty for no client. Returns the entry.
   ///
-  /// Raises what a notifiee raised, after all were told; the entry is set nevertheless.
+  /// Raises what a notifiee raised, after all were told; the entry is set nevertheless. Raises
+  /// `std::bad_alloc` with nothing changed, or, replacing, with the old entry gone and all told so.
   Kiv::Ptr<ProxyConfig const> proxyConfigIs(Velto::IntfId proxySubIntfId,
                                             Velto::IntfId patchSubIntfId,
                                             Velto::IntfId clientIntfId);
@@ -60,18 +61,19 @@ class Config : public Kiv::Entity {
   }
 
   /// For each interface that serves as a patch sub-interface, the proxy sub-interface it is meant
-  /// for; kept by the configuration side for its own purposes.
+  /// for; kept by the configuration side for its own purposes. Adds or overwrites, tells notifiees
+  /// unless it says so already, and raises as `proxyConfigIs` does.
   void patchIntfIs(Velto::IntfId intfId, Velto::IntfId proxySubIntfId);
-  /// Removes and returns the value, empty when there is none.
+  /// Removes and returns the value, empty when there is none. Raises as `proxyConfigDel` does.
   Velto::IntfId patchIntfDel(Velto::IntfId intfId);
   /// The value, empty when there is none.
   Velto::IntfId patchIntf(Velto::IntfId intfId) const { return patchIntf_.members().value(intfId); }
   bool patchIntfHas(Velto::IntfId intfId) const { return patchIntf_.members().has(intfId); }
 
   /// For each client interface, the proxy sub-interface that is to serve it; kept by the
-  /// configuration side for its own purposes.
+  /// configuration side for its own purposes. As `patchIntfIs`.
   void clientIntfIs(Velto::IntfId intfId, Velto::IntfId proxySubIntfId);
-  /// Removes and returns the value, empty when there is none.
+  /// As `patchIntfDel`.
   Velto::IntfId clientIntfDel(Velto::IntfId intfId);
   /// The value, empty when there is none.
   Velto::IntfId clientIntf(Velto::IntfId intfId) const {

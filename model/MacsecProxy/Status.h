@@ -29,7 +29,7 @@ class Status : public Kiv::Entity {
   /// All marks, by proxy interface.
   Kiv::HashMap<Velto::IntfId, bool> const& proxyIntf() const { return proxyIntf_.members(); }
 
-  /// Makes room for so many records at once. Raises `std::bad_alloc`.
+  /// Makes room at once for that many records in all. Raises `std::bad_alloc`.
   void proxySubIntfStatusExpect(U32 records) { proxySubIntfStatus_.expect(records); }
   /// Writes the record of a proxy sub-interface; one that is there already is replaced whole.
   /// Returns the record. Raises `std::bad_alloc`.

@@ -40,7 +40,8 @@ class DeviceIntfStatusDir : public Kiv::Entity {
 
   /// Adds or replaces an entry: one notification, none when the entry says the same already.
   ///
-  /// Raises what a notifiee raised, after all were told; the entry is set nevertheless.
+  /// Raises what a notifiee raised, after all were told; the entry is set nevertheless. Raises
+  /// `std::bad_alloc` with nothing changed.
   void intfStatusAndDeviceNameIs(Velto::IntfId intfId, IntfStatusAndDeviceName const& entry);
   /// Removes an entry and returns it, one with an empty name when there is none. Raises what a
   /// notifiee raised, after all were told; the entry is gone nevertheless.
@@ -57,9 +58,9 @@ class DeviceIntfStatusDir : public Kiv::Entity {
     return intfStatusAndDeviceName_.members();
   }
 
-  /// The interface of each interface index.
+  /// The interface of each interface index, any number: adds or replaces as above.
   void intfStatusByIfIndexIs(U32 ifIndex, Velto::IntfId intfId);
-  /// Removes and returns the interface, empty when there is none.
+  /// Removes and returns the interface, empty when there is none; raises as above.
   Velto::IntfId intfStatusByIfIndexDel(U32 ifIndex);
   /// The interface, empty when there is none.
   Velto::IntfId intfStatusByIfIndex(U32 ifIndex) const {

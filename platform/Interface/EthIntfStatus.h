@@ -24,7 +24,7 @@ class EthIntfStatus : public Kiv::PtrInterface {
   Kiv::String const& deviceName() const noexcept { return deviceName_; }
 
   /// The characters of the name as C functions read them, up to the first NUL; of a very long name,
-  /// the first 65,535. As good as the status.
+  /// the first 65,535. Valid while the status lives.
   std::string_view deviceNameText() const noexcept { return {deviceName_.charPtr(), textLength_}; }
 
   KIV_ALLOC_TRACKED

@@ -17,7 +17,7 @@ class SubIntfDynDot1qEncap : public Kiv::Entity {
   /// A new, empty table.
   static Kiv::Ptr<SubIntfDynDot1qEncap> SubIntfDynDot1qEncapIs();
 
-  /// Makes room for so many encapsulations at once. Raises `std::bad_alloc`.
+  /// Makes room at once for that many encapsulations in all. Raises `std::bad_alloc`.
   void encapExpect(U32 encaps) { encap_.expect(encaps); }
   /// Sets the encapsulation of a sub-interface. Raises `std::bad_alloc`.
   void encapIs(Velto::IntfId subIntfId, Bridging::Dot1qEncap encap);

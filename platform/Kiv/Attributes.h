@@ -104,7 +104,8 @@ class MemberIterator<Key, Ptr<Object>> : public GenericIf::Iterator {
 
 /// Builds the lines of the attribute table of the class `T`: one call makes one line. A line is
 /// given its index, its name and the names of its arguments; the types, and what the operations do,
-/// follow from the member functions it is made of. Lines stand in the order of their indexes.
+/// follow from the member functions it is made of. Lines stand in the order of their indexes, which
+/// the table asserts.
 ///
 ///     Attributes<Machine>::function<&Machine::handleIntf>(137, "handleIntf", "intfId")
 template <class T>

@@ -50,6 +50,7 @@ class GenericIf {
 
   /// `args` is, for the insertion into a collection of values, a pointer to the value; for a call
   /// and for an instantiating attribute, an array of pointers, one for each argument in order.
+  /// `attr` is not null, and says by its index alone which attribute is meant.
   using AttributeOpFunction = int(void* result, void* object, KivAttr const* attr, AttributeOp op,
                                   void* key, void* args);
 
@@ -95,7 +96,8 @@ class GenericIf {
   /// Makes an object from the type's constructor arguments; `result` receives a reference.
   using ConstructFromCtorArgs = void(void* result, void* const* args);
 
-  /// What can be done to any counted object.
+  /// What can be done to any counted object: a reference added, and dropped, which the last time
+  /// destroys it; how many there are; and the type record of its class.
   struct Methods {
     void (*referenceIs)(void const* object);
     void (*referenceDel)(void const* object);

@@ -8,10 +8,10 @@ namespace Kiv {
 /// Memory for the framework's objects, which are many, small and of few sizes.
 ///
 /// Blocks are cut from chunks, a size for each step of 16 bytes; what is larger than 128 bytes
-/// comes from the general heap. Each thread keeps some thousand of the blocks that are given back
-/// to it for its next objects, without a lock; what is more, and those of a thread that ends, it
-/// hands over to the next one that runs out. Chunks stay with the process: after a peak, their
-/// memory serves other objects of those sizes only.
+/// comes from the general heap. Each thread keeps up to some two thousand of the blocks of each
+/// size that are given back to it for its next objects, without a lock; what is more, and those of
+/// a thread that ends, it hands over to the next one that runs out. Chunks stay with the process:
+/// after a peak, their memory serves other objects of those sizes only.
 ///
 /// Under AddressSanitizer each block comes from the heap, so that the use of one that was given
 /// back is seen.

@@ -17,6 +17,9 @@ namespace Kiv {
 /// has an interest in the key.
 class PtrInterface::NotifieeConst : public PtrInterface {
  public:
+  // Of these six, this platform calls `onNotificationException` and `onZeroReferences` alone: it
+  // has no activities and tells everybody directly.
+
   /// The object that acts when this notifiee is told something; null when there is nothing to name.
   virtual PtrInterface const* kivReactor() const;
   /// For notifiees that are served by an activity; the others are told directly.

@@ -23,7 +23,8 @@ class Trace {
  public:
   static constexpr U32 levels = 10;
 
-  /// One record, valid while the sink handles it.
+  /// One record, valid while the sink handles it: what is said, of which level of which facility,
+  /// and the place in the source that says it.
   struct Record {
     std::string_view facility;
     U32 level;
@@ -34,8 +35,8 @@ class Trace {
   };
   using Sink = std::function<void(Record const&)>;
 
-  /// Switches a level of a facility, whether or not the facility is there yet. Raises a range error
-  /// when `level` is above 9.
+  /// Switches a level of one facility, by its full name, whether or not it is there yet. Raises a
+  /// range error when `level` is above 9.
   static void levelIs(std::string_view facility, U32 level, bool on);
 
   /// Sends records to `sink` from now on; an empty one stands for the default, a line on standard
@@ -66,6 +67,7 @@ class TraceHandle {
   TraceHandle& operator=(TraceHandle const&) = delete;
 
   std::string_view facility() const noexcept { return facility_; }
+  /// Whether a level, 0 to 9, is on.
   bool isEnabled(U32 level) const noexcept {
     return (enabledLevels_.load(std::memory_order_relaxed) >> level & 1U) != 0;
   }
@@ -81,7 +83,7 @@ class TraceHandle {
 /// One message on its way: made when its level is on, filled through `stream`, sent by `trace`.
 class TraceHelper {
  public:
-  /// A helper when `level` of the handle's facility is on, null otherwise.
+  /// A helper when `level`, 0 to 9, of the handle's facility is on, null otherwise.
   static std::unique_ptr<TraceHelper> createIfEnabled(TraceHandle const& handle, U32 level) {
     if (!handle.isEnabled(level)) [[likely]]
       return nullptr;

@@ -7,9 +7,9 @@
 
 namespace Kiv {
 
-/// The process's registry of type records, through which generic access finds types by name.
-/// Ready at any time, also before the static initialisation of the library that holds it. Safe from
-/// any thread.
+// The process's registry of type records, through which generic access finds types by name. Ready
+// at any time, also before the static initialisation of the library that holds it. Safe from any
+// thread.
 
 /// Registers a type, for good. A type whose name is registered already is left out, so that a
 /// library loaded twice registers once. Raises `std::bad_alloc`.

@@ -11,7 +11,7 @@
 
 namespace Pesk {
 
-/// An array of bits with the indexes 1 to `size`.
+/// An array of bits with the indexes 1 to `size`, which may be 0.
 ///
 /// Beside the bits it keeps, for each word of 64, whether the word has a clear bit, so that the
 /// lowest clear index is found in a few word operations however full the bitmap is (one more for

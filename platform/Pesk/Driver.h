@@ -65,7 +65,8 @@ class Driver {
   std::map<std::string, bool> const& proxyMode() const noexcept { return proxyMode_; }
   /// The clients that are steered, by device name.
   std::map<std::string, Steering> const& steering() const noexcept { return steering_; }
-  /// How many commands could not be understood.
+  /// How many of the commands since the driver was made or last reset could not be understood;
+  /// those that are not read (`hasStateIs`) do not count.
   U32 notUnderstood() const noexcept { return notUnderstood_; }
   /// Whether commands are read and the state kept; they are at first. Whoever measures what sends
   /// the commands does without.

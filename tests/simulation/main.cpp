@@ -23,9 +23,13 @@ bool killsEverywhere(U64 seed, History const& history) {
          });
 }
 
-/// Leaves out whatever can be left out: steps, from the last one on, then faults.
+/// Leaves out whatever can be left out: faults, then steps, from the last one on, until none can.
 History shrunk(History history, U64 seed, bool kills) {
   auto const isBroken = [&](History const& steps) { return !brokenBy(steps, seed, kills).empty(); };
+  for (Step& step : history) {
+    Fault const fault = std::exchange(step.fault, Fault::none);
+    if (fault != Fault::none && !isBroken(history)) step.fault = fault;
+  }
   for (std::size_t before = 0; before != history.size();) {
     before = history.size();
     for (std::size_t at = before; at-- > 0;) {
@@ -33,10 +37,6 @@ History shrunk(History history, U64 seed, bool kills) {
       fewer.erase(fewer.begin() + static_cast<std::ptrdiff_t>(at));
       if (isBroken(fewer)) history = std::move(fewer);
     }
-  }
-  for (Step& step : history) {
-    Fault const fault = std::exchange(step.fault, Fault::none);
-    if (fault != Fault::none && !isBroken(history)) step.fault = fault;
   }
   return history;
 }
