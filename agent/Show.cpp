@@ -86,8 +86,8 @@ void showDriver(Session& session) {
                          {"commands", "not understood"},
                          {{Cell(driver.log().size()), Cell(driver.notUnderstood())}}});
   Table modes{"proxy mode", {"device", "on"}, {}};
-  for (auto const& [device, on] : driver.proxyMode())
-    modes.rows.push_back({Cell(device), Cell(on)});
+  for (std::string const& device : driver.proxyMode())
+    modes.rows.push_back({Cell(device), Cell(true)});
   session.printer.table(modes);
   Table steering{"steering", {"client", "proxy", "tag"}, {}};
   for (auto const& [client, to] : driver.steering()) {

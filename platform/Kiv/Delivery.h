@@ -55,7 +55,7 @@ class Delivery {
 
   /// The delivery of the calling thread.
   static Delivery& ofThisThread() noexcept {
-    return ofThisThread_ != nullptr ? *ofThisThread_ : begunThread();
+    return ofThisThread_ != nullptr ? *ofThisThread_ : makeForThread();
   }
 
   /// Whether nothing is being delivered and nothing is waiting for it.
@@ -131,7 +131,7 @@ class Delivery {
   }
 
   /// Makes the calling thread's delivery.
-  static Delivery& begunThread() noexcept;
+  static Delivery& makeForThread() noexcept;
 
   /// A walk through `size` places in the order in force. REQUIRES: that is not
   /// `Order::registration`.

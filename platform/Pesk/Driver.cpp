@@ -59,7 +59,7 @@ bool Driver::understand(std::string_view text) {
   if (!enable) return false;
   if (fields[0] == "macsec_proxy" && fields.size() == 3) {
     if (*enable != 0) {
-      proxyMode_[std::string(fields[1])] = true;
+      proxyMode_.emplace(fields[1]);
     } else {
       proxyMode_.erase(std::string(fields[1]));
     }

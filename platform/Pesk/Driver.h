@@ -2,6 +2,7 @@
 
 #include <array>
 #include <map>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -62,7 +63,7 @@ class Driver {
   U64 commands() const noexcept { return commands_; }
 
   /// The devices in proxy mode, by name.
-  std::map<std::string, bool> const& proxyMode() const noexcept { return proxyMode_; }
+  std::set<std::string> const& proxyMode() const noexcept { return proxyMode_; }
   /// The clients that are steered, by device name.
   std::map<std::string, Steering> const& steering() const noexcept { return steering_; }
   /// How many of the commands since the driver was made or last reset could not be understood;
@@ -90,7 +91,7 @@ class Driver {
   bool understand(std::string_view text);
 
   std::vector<Command> log_;
-  std::map<std::string, bool> proxyMode_;
+  std::set<std::string> proxyMode_;
   std::map<std::string, Steering> steering_;
   U32 notUnderstood_ = 0;
   U32 throwAt_ = 0;

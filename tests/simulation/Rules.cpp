@@ -60,7 +60,7 @@ Tables tablesOf(Left const& left) {
   for (auto const& [key, encap] : left.kept.encaps) {
     tables["encap " + textOf(key)] = fmt::format("{}", encap.value());
   }
-  for (auto const& [device, on] : left.driver.proxyMode()) tables["mode " + device] = "";
+  for (std::string const& device : left.driver.proxyMode()) tables["mode " + device] = "";
   for (auto const& [device, to] : left.driver.steering()) {
     tables["steered " + device] = fmt::format("{} {}", to.proxyDevice, to.tag);
   }
@@ -109,7 +109,7 @@ void SimulatedAgent::openLedger() {
   for (auto const& [subIntf, encap] : now.encaps) {
     if (!ledger.encapClaims.contains(subIntf)) ledger.oldEncaps.insert(subIntf);
   }
-  for (auto const& [device, on] : driver_.proxyMode()) {
+  for (std::string const& device : driver_.proxyMode()) {
     if (!ports.contains(device)) ledger.oldModes.insert(device);
   }
   for (auto const& [device, to] : driver_.steering()) {
@@ -306,7 +306,7 @@ void SimulatedAgent::judgeDriver(std::map<IntfId, std::map<IntfId, U32>> const& 
                 steered->second == Pesk::Driver::Steering{knownName(port), tag},
             "a client is steered by its port with its tag", client);
   }
-  for (auto const& [device, on] : driver_.proxyMode()) {
+  for (std::string const& device : driver_.proxyMode()) {
     require(device.empty() || portNames.contains(device) || ledger.oldModes.contains(device),
             "no proxy mode without a reason", device);
     if (portNames.contains(device)) ledger.oldModes.erase(device);
