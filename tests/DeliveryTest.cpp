@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <map>
 #include <random>
@@ -334,6 +335,23 @@ TEST(Delivery, ARegistrationThatFailsDisturbsNobody) {
     EXPECT_THROW(config->patchIntfIs(hearers[0]->actsAt, IntfId("p")), std::bad_alloc);
     for (auto const& hearer : hearers) EXPECT_EQ(hearer->heard, "a ");
   }
+}
+
+/// Static objects go after all that belongs to the thread.
+TEST(DeliveryDeathTest, AStaticObjectMayMakeChangesAtTheVeryEnd) {
+  struct Last {
+    World w;
+    ~Last() {
+      w.run("x- [Ax=k y=k] x=k");
+      std::_Exit(w.log == "Ax=k Ay=m Ax- Ax=k Ay- Ay=k" ? 0 : 1);
+    }
+  };
+  auto const end = [] {
+    static Last last;
+    last.w.run("+A [Ax=k y=m] x=k");
+    std::exit(2);
+  };
+  EXPECT_EXIT(end(), testing::ExitedWithCode(0), "");
 }
 
 /// A change that cannot be made for want of memory is told to nobody, also not later; where it
