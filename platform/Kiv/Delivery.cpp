@@ -10,8 +10,8 @@ namespace Kiv {
 constinit thread_local Delivery* Delivery::ofThisThread_ = nullptr;
 
 Delivery& Delivery::makeForThread() noexcept {
-  // It outlives the thread's other objects, since static ones may make changes after these are gone;
-  // its memory does not.
+  // It outlives the thread's other objects, since static ones may make changes after these are
+  // gone; its memory does not.
   alignas(Delivery) static thread_local std::byte place[sizeof(Delivery)];
   struct End {
     ~End() { std::vector<Change>().swap(ofThisThread_->changes_); }
