@@ -151,8 +151,7 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
   /// As `proxySubIntfNotify`.
   void clientIntfNotify(Velto::IntfId /*key*/) {}
 
-  /// The tag pool: bit t is set while tag t is in use. Null after
-  /// `macsecTagDel`.
+  /// The tag pool: bit t is set while tag t is in use. Null after `macsecTagDel`.
   Kiv::Ptr<Pesk::Bitmap> const& macsecTag() const noexcept { return macsecTag_; }
   /// Keeps a pool made from these very values, bits included; otherwise makes a new one in its
   /// place. Returns the pool.
@@ -199,9 +198,8 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
   /// status.
   void doUpdateDmaMacsecProxy(Velto::IntfId intfId, bool enable);
   /// Has the driver steer a client through a proxy interface, or stop doing so. An enable names the
-  /// proxy interface by its device, a disable by the text of `proxyIntfId`. No tag is
-  /// sent as 0. Sends nothing while the
-  /// client or, for an enable, the proxy interface has no Ethernet status.
+  /// proxy interface by its device, a disable by the text of `proxyIntfId`. No tag is sent as 0.
+  /// Sends nothing while the client or, for an enable, the proxy interface has no Ethernet status.
   void doUpdateDmaMacsecProxyClient(Velto::IntfId proxyIntfId, Velto::IntfId clientIntfId,
                                     Bridging::VlanIdOrNone clientTag, bool enable);
 
