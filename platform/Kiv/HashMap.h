@@ -33,8 +33,8 @@ U32 hashOf(Key const& key) noexcept {
 ///    defined: a member added later is visited, a removed one that was not reached is skipped, and
 ///    the key of the member a walk stands on stays readable after its removal;
 ///  - finding, inserting and removing cost a constant number of steps, averaged over many calls; a
-///    step of a walk is an increment, but for one in a thousand, while nothing is removed, and
-///    passes over up to 64 removed members at once;
+///    step of a walk is a few instructions, but for one in 64, and passes over up to 64 removed
+///    members at once;
 ///  - insertion either succeeds or raises `std::bad_alloc` and changes nothing; nothing else
 ///    raises;
 ///  - a reference to a value is valid until the next insertion or removal.
@@ -45,8 +45,8 @@ U32 hashOf(Key const& key) noexcept {
 /// How it works: members stand in the order of insertion, keys in one array and values in another,
 /// and a bit for each place tells whether a member stands there. A removed member leaves a hole.
 /// When the arrays are full, the members move up, into larger arrays unless more than a third of
-/// the places are holes. A walk knows how far members stand side by side from where it is; the
-/// collection knows the walks in progress and corrects them at each removal and each move.
+/// the places are holes. A walk goes from bit to bit; the collection knows the walks in progress
+/// and corrects them at each removal and each move.
 ///
 /// Beside the arrays stands an open-addressing index of 32-bit slots. A slot holds the member's
 /// place and above it, in the bits that no place needs, the low bits of the hash; its high bits
@@ -331,19 +331,19 @@ class HashMap<Key, Value>::IteratorConst {
   ~IteratorConst() { leave(); }
 
   /// Whether the walk stands on a member, which may have been removed since it got there.
-  explicit operator bool() const noexcept { return at_ != nullptr; }
+  explicit operator bool() const noexcept { return rest_ != 0; }
 
   /// The key of the member the walk stands on, also after its removal.
-  Key key() const noexcept { return *at_; }
+  Key key() const noexcept { return keys_[inWord()]; }
 
   /// The value of the member the walk stands on. REQUIRES: it is still there.
-  Value const& value() const noexcept { return values_[at_ - keys_]; }
+  Value const& value() const noexcept { return values_[inWord()]; }
 
   IteratorConst& operator++() noexcept {
-    if (at_ != last_) [[likely]] {
-      ++at_;
+    if (U64 const others = rest_ & (rest_ - 1); others != 0) [[likely]] {
+      rest_ = others;
     } else {
-      stepToRun();
+      stepToWord();
     }
     return *this;
   }
@@ -352,60 +352,59 @@ class HashMap<Key, Value>::IteratorConst {
   /// Returns whether it found one, as opposed to the end. Passing over a member costs a fraction of
   /// a step. REQUIRES: `group` is not `everyGroup`.
   bool seek(U32 group) noexcept {
-    while (at_ != nullptr && groupOf(*at_) != group) {
-      while (last_ - at_ > keysAtOnce && !mayAnyBeIn<keysAtOnce>(at_ + 1, group)) {
-        at_ += keysAtOnce;
+    while (rest_ != 0 && groupOf(key()) != group) {
+      // Whole words are passed over with a few vector instructions each.
+      U32 word = next() / 64;
+      while (64 * (word + 1) <= map_->size_ && !mayAnyBeIn<64>(&map_->keys_[64 * word], group)) {
+        ++word;
       }
-      ++*this;
+      if (64 * word > next()) standBefore(64 * word);
+      do {
+        ++*this;
+      } while ((rest_ & (rest_ - 1)) != 0 && groupOf(key()) != group);
     }
-    return at_ != nullptr;
+    return rest_ != 0;
   }
 
  private:
   friend class HashMap;
 
-  /// How many keys `seek` looks at in one go, with a few vector instructions.
-  static constexpr std::ptrdiff_t keysAtOnce = 64;
-  /// Members that stand side by side are counted up to here, so that a step stays a short one.
-  static constexpr U32 longRun = 1024;
-
+  /// Where, in its word, the member is that the walk stands on.
+  U32 inWord() const noexcept { return static_cast<U32>(std::countr_zero(rest_)); }
   /// The place where the walk goes on: the one after that of the member it stands on.
-  U32 next() const noexcept { return at_ == &key_ ? resumeAt_ : static_cast<U32>(at_ - keys_) + 1; }
+  U32 next() const noexcept { return first_ + inWord() + 1; }
+  /// Goes on at `place`, with nothing but the key it stands on known until then.
+  void standBefore(U32 place) noexcept {
+    key_ = key();
+    keys_ = &key_;
+    first_ = place - 1;
+    rest_ = 1;
+  }
   /// All members move to `keys` and `values`, those before `next()` to the first `before` places.
   void moved(Key const* keys, Value const* values, U32 before) noexcept {
-    if (at_ != &key_ && map_->isPresent(next() - 1)) {
-      at_ = last_ = keys + before - 1;
-      keys_ = keys;
-      values_ = values;
-    } else {
-      key_ = *at_;
-      at_ = last_ = &key_;
-      resumeAt_ = before;
+    bool const isThere = keys_ != &key_ && map_->isPresent(next() - 1);
+    standBefore(before);
+    if (isThere) {
+      keys_ = keys + before - 1;
+      values_ = values + before - 1;
     }
   }
   /// The member at `place` is removed.
   void removed(U32 place) noexcept {
-    Key const* const gone = &map_->keys_[place];
-    if (at_ != &key_ && at_ < gone && gone <= last_) last_ = gone - 1;
+    U32 const gone = place - first_;
+    if (gone < 64 && gone != inWord()) rest_ &= ~(U64{1} << gone);
   }
 
-  /// Steps to the next members that stand side by side, or ends the walk.
-  [[gnu::noinline]] void stepToRun() noexcept {
-    if (at_ == nullptr) return;
+  /// Steps to the first member of the words to come, or ends the walk.
+  [[gnu::noinline]] void stepToWord() noexcept {
+    if (rest_ == 0) return;
     for (U32 place = next(); place < map_->size_; place = (place / 64 + 1) * 64) {
-      U64 const present = map_->present_[place / 64] >> place % 64;
+      U64 const present = map_->present_[place / 64] & ~U64{0} << place % 64;
       if (present == 0) continue;
-      auto const holes = static_cast<U32>(std::countr_zero(present));
-      keys_ = map_->keys_.get();
-      values_ = map_->values_.get();
-      at_ = keys_ + place + holes;
-      U32 behind = place + holes + static_cast<U32>(std::countr_one(present >> holes));
-      while (behind % 64 == 0 && behind < map_->size_ && behind < place + longRun) {
-        U64 const more = map_->present_[behind / 64];
-        if ((more & 1U) == 0) break;
-        behind += static_cast<U32>(std::countr_one(more));
-      }
-      last_ = keys_ + behind - 1;
+      first_ = place / 64 * 64;
+      rest_ = present;
+      keys_ = &map_->keys_[first_];
+      values_ = &map_->values_[first_];
       return;
     }
     leave();
@@ -416,34 +415,33 @@ class HashMap<Key, Value>::IteratorConst {
   /// Stands where another walk stands.
   void standWhere(IteratorConst const& walk) noexcept {
     map_ = walk.map_;
-    keys_ = walk.keys_;
+    keys_ = walk.keys_ == &walk.key_ ? &key_ : walk.keys_;
     values_ = walk.values_;
+    first_ = walk.first_;
+    rest_ = walk.rest_;
     key_ = walk.key_;
-    resumeAt_ = walk.resumeAt_;
-    at_ = walk.at_ == &walk.key_ ? &key_ : walk.at_;
-    last_ = walk.at_ == &walk.key_ ? &key_ : walk.last_;
-    if (at_ != nullptr) enter();
+    if (rest_ != 0) enter();
   }
   /// Leaves the walks in progress, at its end.
   [[gnu::noinline]] void leave() noexcept {
-    if (at_ == nullptr) return;
-    at_ = last_ = nullptr;
+    if (rest_ == 0) return;
+    rest_ = 0;
     IteratorConst** walk = &map_->walks_;
     while (*walk != this) walk = &(*walk)->nextWalk_;
     *walk = nextWalk_;
   }
 
   HashMap const* map_ = nullptr;
-  /// The collection's arrays.
-  Key const* keys_ = nullptr;
+  /// The word that the walk is in: 64 places side by side with their keys and values, the first
+  /// place among them, and a bit for each member that is not passed yet, the lowest for the one
+  /// that the walk stands on; none at the end. Members added since the walk came into the word are
+  /// looked for when these are through.
+  Key const* keys_ = &key_;
   Value const* values_ = nullptr;
-  /// Where the key of the member is that the walk stands on, and the last of the members that stand
-  /// side by side from there on; null at the end.
-  Key const* at_ = &key_;
-  Key const* last_ = &key_;
-  /// The key of a removed member whose place is another's by now, and the place to go on at.
+  U32 first_ = ~U32{0};
+  U64 rest_ = 1;
+  /// The key of a removed member whose place may be another's by now.
   Key key_{};
-  U32 resumeAt_ = 0;
   /// Another walk in progress.
   IteratorConst* nextWalk_ = nullptr;
 };
