@@ -219,6 +219,8 @@ void MacsecProxySm::handleProxyConfig(Velto::IntfId intfId) {
 }
 
 void MacsecProxySm::takeIntoUse(Velto::IntfId intfId) {
+  // A machine that is there is counted.
+  proxySubIntfCnt_.expect(proxySubIntfCnt_.size() + 1);
   status_->proxyIntfIs(intfId, true);
   macsecProxyIntfSmIs(intfId, config(), status_, dynDot1qEncap_, ethIntfStatusDir_, ioctlDrvFab_,
                       deviceIntfStatusDir_);

@@ -25,16 +25,22 @@ inline bool isTraced() noexcept {
 
 /// The part of a trace point that runs when its level is on, or at the very first one.
 template <class... Parts>
-[[gnu::cold, gnu::noinline]] void writeTrace(U32 line, char const* function, Parts... parts) {
-  if (auto const helper = Kiv::TraceHelper::createIfEnabled(_defaultTraceHandle(), traceLevel)) {
-    (helper->stream() << ... << parts);
-    helper->trace("MacsecProxySm", line, function);
+[[gnu::cold, gnu::noinline]] void writeTrace(U32 line, char const* function,
+                                             Parts... parts) noexcept {
+  try {
+    if (auto const helper = Kiv::TraceHelper::createIfEnabled(_defaultTraceHandle(), traceLevel)) {
+      (helper->stream() << ... << parts);
+      helper->trace("MacsecProxySm", line, function);
+    }
+  } catch (...) {
+    // The record is lost: what is traced goes its way.
   }
 }
 
 /// A trace point: writes `parts` one after the other as one message of level 8. Builds nothing when
-/// that level is off. `function` is the short name of the handler. All records give "MacsecProxySm"
-/// as their source file, the machines' common name; `line` is that of the trace point.
+/// that level is off, and raises nothing: a record is lost when there is no memory for it or the
+/// sink raises. `function` is the short name of the handler. All records give "MacsecProxySm" as
+/// their source file, the machines' common name; `line` is that of the trace point.
 template <class... Parts>
 void trace(U32 line, char const* function, Parts... parts) {
   if (isTraced()) [[unlikely]]

@@ -76,13 +76,16 @@ TEST(Trace, RecordsReachTheSinkInForce) {
   trace(true);
   Trace::sinkIs(outer);
   for (bool const on : {true, false}) trace(on);
+  // A record that cannot be handled is lost.
+  Trace::sinkIs([](auto&) { throw std::runtime_error("full"); });
+  EXPECT_NO_THROW(trace(true));
   Trace::sinkIs(before);
   allLevelsAre("MacsecProxySm", false);
   EXPECT_EQ(text.str(),
             "outer MacsecProxySm8 MacsecProxySm:7 handle(bool): 1, 1\n"
             "inner MacsecProxySm8 MacsecProxySm:7 handle(bool): 1, 2\n"
             "outer MacsecProxySm8 MacsecProxySm:7 handle(bool): 1, 3\n");
-  EXPECT_EQ(built, 3U);
+  EXPECT_EQ(built, 4U);
 }
 
 /// What a fresh process makes of its environment, on standard error.

@@ -3,18 +3,20 @@
 #include <cstddef>
 #include <new>
 #include <numeric>
-#include <vector>
 
 namespace Kiv {
 
 constinit thread_local Delivery* Delivery::ofThisThread_ = nullptr;
 
 Delivery& Delivery::makeForThread() noexcept {
-  // It outlives the thread's other objects, since static ones may make changes after these are
-  // gone; its memory does not.
+  // It outlives the thread's other objects, since some of these, and static ones, may make changes
+  // after it; its memory does not.
   alignas(Delivery) static thread_local std::byte place[sizeof(Delivery)];
   struct End {
-    ~End() { std::vector<Change>().swap(ofThisThread_->changes_); }
+    ~End() {
+      ofThisThread_->hasEnded_ = true;
+      ofThisThread_->forget();
+    }
   };
   ofThisThread_ = new (place) Delivery;
   static thread_local End const end;
@@ -37,6 +39,12 @@ Delivery::Walk Delivery::walk(std::size_t size) noexcept {
   return drawn;
 }
 
+void Delivery::forget() noexcept {
+  changes_.clear();
+  if (hasEnded_) changes_.shrink_to_fit();
+  next_ = 0;
+}
+
 void Delivery::run() {
   if (running_) return;
   running_ = true;
@@ -56,8 +64,7 @@ void Delivery::finish(std::exception_ptr first) {
     }
     change.deliver(*this, change, first);
   }
-  changes_.clear();
-  next_ = 0;
+  forget();
   running_ = false;
   if (first) std::rethrow_exception(first);
 }

@@ -160,10 +160,15 @@ class HashMap {
     return {values_[size_++], true};
   }
 
-  /// Makes room for that many members, and for some more, at once rather than as they come. Does
-  /// nothing when there is room already. Raises `std::bad_alloc`, with nothing changed.
+  /// Makes room for that many members, and for some more, at once rather than as they come: until
+  /// there are so many, no insertion raises. Does nothing when there is room already. Raises
+  /// `std::bad_alloc`, with nothing changed.
   void expect(U32 members) {
-    if (members > room_) grow(U64{members} + members / 8);
+    if (members > room_) {
+      grow(std::max(U64{members} + members / 8, U64{nextRoom()}));
+    } else if (members > live_ && members - live_ > room_ - size_) {
+      closeHoles();
+    }
   }
 
   /// Removes `key`. Returns the value it had, `Value{}` when there was none.
@@ -235,11 +240,19 @@ class HashMap {
   /// Makes room for one more member at least, with all members moved up.
   [[gnu::noinline]] void makeRoom() {
     if (3 * std::size_t{size_ - live_} > size_) {
-      moveTo(keys_.get(), values_.get());
-      enterAll();
+      closeHoles();
     } else {
-      grow(room_ < 8 ? 8 : isLarge() ? room_ + room_ / 2 : 2 * room_);
+      grow(nextRoom());
     }
+  }
+  /// The room of the next larger arrays.
+  U64 nextRoom() const noexcept {
+    return room_ < 8 ? 8 : isLarge() ? U64{room_} + room_ / 2 : U64{2} * room_;
+  }
+
+  void closeHoles() noexcept {
+    moveTo(keys_.get(), values_.get());
+    enterAll();
   }
 
   /// Moves all members into arrays with the room that is wanted, which is more than there is.

@@ -128,6 +128,7 @@ TraceHandle::~TraceHandle() {
 }
 
 void TraceHelper::trace(std::string_view file, U32 line, std::string_view function) {
+  if (stream_.fail()) return;
   Trace::Sink sink;
   {
     Switches& switches = Switches::instance();

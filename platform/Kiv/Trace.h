@@ -39,8 +39,9 @@ class Trace {
   /// range error when `level` is above 9.
   static void levelIs(std::string_view facility, U32 level, bool on);
 
-  /// Sends records to `sink` from now on; an empty one stands for the default, a line on standard
-  /// error. Returns the sink used until then, empty for the default.
+  /// Sends records to `sink` from now on, which is called by who traces; an empty one stands for
+  /// the default, a line on standard error. Returns the sink used until then, empty for the
+  /// default.
   static Sink sinkIs(Sink sink);
 
   /// Whether any level of any facility is on. True until the first handle, or the first `levelIs`,
@@ -92,7 +93,8 @@ class TraceHelper {
 
   std::ostream& stream() noexcept { return stream_; }
 
-  /// Sends the message to the sink, with the place that it comes from.
+  /// Sends the message to the sink, with the place that it comes from; nothing when the stream has
+  /// failed, as it does without memory. Raises `std::bad_alloc` and what the sink raises.
   void trace(std::string_view file, U32 line, std::string_view function);
 
  private:

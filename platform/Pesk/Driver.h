@@ -27,6 +27,8 @@ class DriverError : public std::runtime_error {
 /// The first switches the proxy mode of a port on (1) or off (0). The second steers a client's
 /// traffic through the port of the device PROXY with TAG, or ends the client's steering, whoever
 /// PROXY names. Fields are separated by single blanks and may be empty.
+///
+/// A process has one, for one thread: whoever has machines on several brings channels of his own.
 class Driver {
  public:
   /// One command as it arrived.
