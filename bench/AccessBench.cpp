@@ -30,21 +30,19 @@ struct Direct {
 };
 
 /// Each operation as a host carries it out that knows the attribute's record.
-struct Generic {
-  static Velto::IntfId read(Machine& machine) {
-    static Kiv::KivAttr const* const attr = attribute("intfId");
+class Generic {
+ public:
+  Velto::IntfId read(Machine& machine) const {
     Velto::IntfId result;
-    operate(&result, machine, attr, Op::read, nullptr, nullptr);
+    operate(&result, machine, intfId_, Op::read, nullptr, nullptr);
     return result;
   }
-  static void insert(Machine& machine, Velto::IntfId key, Velto::IntfId value) {
-    static Kiv::KivAttr const* const attr = attribute("clientIntf");
-    operate(nullptr, machine, attr, Op::insert, &key, &value);
+  void insert(Machine& machine, Velto::IntfId key, Velto::IntfId value) const {
+    operate(nullptr, machine, clientIntf_, Op::insert, &key, &value);
   }
-  static void call(Machine& machine, Velto::IntfId key) {
-    static Kiv::KivAttr const* const attr = attribute("handleIntf");
+  void call(Machine& machine, Velto::IntfId key) const {
     std::array<void*, 1> arguments{&key};
-    operate(nullptr, machine, attr, Op::call, nullptr, arguments.data());
+    operate(nullptr, machine, handleIntf_, Op::call, nullptr, arguments.data());
   }
 
  private:
@@ -52,6 +50,10 @@ struct Generic {
                       void* args) {
     Machine::_kivType.access().genericIfAttributeOp(result, &machine, attr, op, key, args);
   }
+
+  Kiv::KivAttr const* intfId_ = attribute("intfId");
+  Kiv::KivAttr const* clientIntf_ = attribute("clientIntf");
+  Kiv::KivAttr const* handleIntf_ = attribute("handleIntf");
 };
 
 /// A machine in service, and an interface that is neither its port nor, at first, a client.

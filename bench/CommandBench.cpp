@@ -24,7 +24,7 @@ struct Fields {
 struct Ours {
   static void write(Fields const& fields) {
     MacsecProxy::DriverCommand command("macsec_proxy_client");
-    command.field(fields.proxy.c_str()).field(fields.client.c_str()).field(fields.tag).field(1);
+    command.field(fields.proxy).field(fields.client).field(fields.tag).field(1);
     benchmark::DoNotOptimize(command);
   }
 };
@@ -32,7 +32,7 @@ struct Ours {
 template <class Command>
 struct Peer {
   static void write(Fields const& fields) {
-    Buffer buffer{};
+    Buffer buffer = noText();
     Command::client(buffer, fields.proxy, fields.client, fields.tag, 1);
     benchmark::DoNotOptimize(buffer);
   }
@@ -55,9 +55,11 @@ struct Written {
                 static_cast<U32>(random() % 4094 + 1)};
     }
   }
-  void next() { Writer::write(all[at++ % all.size()]); }
+  void next() { Writer::write(all[at++ % many]); }
 
-  std::vector<Fields> all = std::vector<Fields>(256);
+  /// More than a processor learns by heart.
+  static constexpr std::size_t many = 16384;
+  std::vector<Fields> all = std::vector<Fields>(many);
   std::size_t at = 0;
 };
 

@@ -13,6 +13,15 @@ namespace Bench {
 /// One command on its way to the driver; all that follows the text is NUL.
 using Buffer = std::array<char, 128>;
 
+/// A buffer of NULs, made as the library makes its own: by halves, which is cheapest.
+[[gnu::always_inline]] inline Buffer noText() {
+  Buffer buffer;
+  constexpr std::size_t half = std::tuple_size_v<Buffer> / 2;
+  std::memset(buffer.data(), 0, half);
+  std::memset(buffer.data() + half, 0, half);
+  return buffer;
+}
+
 /// Both commands, written with the standard library's formatting. Texts end with a NUL.
 struct Snprintf {
   static void proxy(Buffer& buffer, std::string_view device, U32 enable) {

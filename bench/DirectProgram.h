@@ -83,6 +83,8 @@ class DirectProgram {
     for (Velto::IntfId const port : marks_.keys()) {
       if (wanted.find(port) == nullptr) marks_.take(port);
     }
+    records_.expect(config_.size());
+    encaps_.expect(2 * config_.size());
     for (Velto::IntfId const parent : wanted.keys()) {
       Keys const& keys = *wanted.find(parent);
       counts_.at(parent) = static_cast<U32>(keys.size());
@@ -187,7 +189,7 @@ class DirectProgram {
       if (record->client == Velto::IntfId()) return;
       clients_.take(record->client);
       if (std::string const* const client = all_.devices_.find(record->client)) {
-        Buffer buffer{};
+        Buffer buffer = noText();
         Parts::Command::client(buffer, proxy.stringValue().view(), *client, 0, 0);
         send(buffer);
       }
@@ -196,7 +198,7 @@ class DirectProgram {
     void sendProxy(U32 enable) const {
       std::string const* const proxy = all_.devices_.find(intfId_);
       if (proxy == nullptr) return;
-      Buffer buffer{};
+      Buffer buffer = noText();
       Parts::Command::proxy(buffer, *proxy, enable);
       send(buffer);
     }
@@ -204,7 +206,7 @@ class DirectProgram {
       std::string const* const device = all_.devices_.find(client);
       std::string const* const proxy = all_.devices_.find(intfId_);
       if (device == nullptr || proxy == nullptr) return;
-      Buffer buffer{};
+      Buffer buffer = noText();
       Parts::Command::client(buffer, *proxy, *device, tag, 1);
       send(buffer);
     }

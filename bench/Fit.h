@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <vector>
 
 namespace Bench {
@@ -12,29 +14,37 @@ struct Point {
 struct Line {
   double slope;
   double atZero;
-  /// The part of the differences among the values that the line explains: 1 for points on a line.
-  double fit;
+  /// How far the line passes the worst point by, as a part of the point's value.
+  double worst;
 };
 
-/// The straight line through `points` with the least squares of the distances.
+/// The straight line through `points`, whose values are above 0, with the least squares of the
+/// distances as parts of the values: small and large points count alike.
 inline Line fit(std::vector<Point> const& points) {
-  auto const count = static_cast<double>(points.size());
+  double all = 0;
   double x = 0;
   double y = 0;
   for (Point const& point : points) {
-    x += point.x / count;
-    y += point.y / count;
+    double const weight = 1 / (point.y * point.y);
+    all += weight;
+    x += weight * point.x;
+    y += weight * point.y;
   }
+  x /= all;
+  y /= all;
   double xx = 0;
   double xy = 0;
-  double yy = 0;
   for (Point const& point : points) {
-    xx += (point.x - x) * (point.x - x);
-    xy += (point.x - x) * (point.y - y);
-    yy += (point.y - y) * (point.y - y);
+    double const weight = 1 / (point.y * point.y);
+    xx += weight * (point.x - x) * (point.x - x);
+    xy += weight * (point.x - x) * (point.y - y);
   }
-  double const slope = xy / xx;
-  return {slope, y - slope * x, xy * slope / yy};
+  Line line{xy / xx, y - xy / xx * x, 0};
+  for (Point const& point : points) {
+    double const passed = std::abs(line.atZero + line.slope * point.x - point.y);
+    line.worst = std::max(line.worst, passed / point.y);
+  }
+  return line;
 }
 
 }  // namespace Bench

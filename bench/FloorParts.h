@@ -17,12 +17,17 @@ namespace Bench {
 /// two levels for the tags, commands written by hand.
 struct FloorParts {
   /// Members stand in an array; an open-addressing index, at most half full, holds hash and place
-  /// of each. A member that is taken leaves a hole until holes outnumber members. Nothing may be
-  /// added or taken during a walk.
+  /// of each. A member that is taken leaves a hole, but for the last one, until holes outnumber
+  /// members. Nothing may be added or taken during a walk.
   template <class Value>
   class Table {
    public:
     std::size_t size() const { return live_; }
+    /// Makes room for so many members in all, and a few more.
+    void expect(std::size_t size) {
+      members_.reserve(size + size / 8);
+      if (std::size_t const slots = std::bit_ceil(2 * size); slots > slots_.size()) rebuild(slots);
+    }
     Value* find(Velto::IntfId key) {
       std::size_t const slot = slotOf(key);
       return slot != none ? &members_[slots_[slot].place].value : nullptr;
@@ -43,6 +48,7 @@ struct FloorParts {
       std::optional<Value> taken(std::move(member.value));
       leave(slot);
       --live_;
+      while (!members_.empty() && !members_.back().live) members_.pop_back();
       if (members_.size() > 2 * live_ + 16) {
         std::erase_if(members_, [](Member const& one) { return !one.live; });
         rebuild(slots_.size());

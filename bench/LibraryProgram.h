@@ -23,6 +23,8 @@ class LibraryProgram {
   void configIs(SubIntf const& one) { config_->proxyConfigIs(one.proxy, one.patch, one.client); }
   void configDel(Velto::IntfId proxy) { config_->proxyConfigDel(proxy); }
 
+  auto const& records() const { return status_->proxySubIntfStatus(); }
+
   bool running() const { return coordinator_ != nullptr; }
   void start() {
     coordinator_ = MacsecProxy::macsecProxySmFactory(config_, status_, encaps_, eth_, devices_);

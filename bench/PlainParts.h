@@ -26,6 +26,8 @@ struct PlainParts {
   class AnyTable {
    public:
     std::size_t size() const { return members_.size(); }
+    /// No room is made ahead.
+    void expect(std::size_t /*size*/) const {}
     Value* find(Velto::IntfId key) {
       auto const found = members_.find(key);
       return found != members_.end() ? &found->second.value : nullptr;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <utility>
 
 #include "Fit.h"
 #include "Work.h"
@@ -38,18 +39,27 @@ std::string compiler() {
 #endif
 }
 
-/// Three significant digits or so.
+/// Three significant digits.
 std::string figure(std::optional<double> value) {
   if (!value) return "-";
   double const size = std::abs(*value);
-  if (size >= 1e6) return fmt::format("{:.1f}M", *value * 1e-6);
-  if (size >= 1e4) return fmt::format("{:.1f}k", *value * 1e-3);
-  return fmt::format("{:.{}f}", *value, size < 10 ? 2 : size < 1000 ? 1 : 0);
+  if (size >= 1e6) return fmt::format("{:.3g}M", *value * 1e-6);
+  if (size >= 1e4) return fmt::format("{:.3g}k", *value * 1e-3);
+  return fmt::format("{:.{}f}", *value, size < 10 ? 2 : size < 100 ? 1 : 0);
 }
 
 std::string verdict(double compared, Goal const& goal) {
   if (compared <= goal.goal) return "ok";
   return compared <= goal.bound ? "over" : "missed";
+}
+
+/// Which of the peers that share a demand were not there to set it.
+std::string without(Work const& work, Work::Beside const& beside) {
+  std::string missing;
+  for (std::string const& peer : beside.peers) {
+    if (!measures().contains(work.benchmarkName(peer))) missing += " (without " + peer + ")";
+  }
+  return missing;
 }
 
 std::string demand(double value, bool isDifference) {
@@ -70,7 +80,7 @@ void Report::ReportRuns(std::vector<Run> const& runs) {
 }
 
 void Report::Finalize() {
-  if (repetitions_.empty()) return;
+  if (repetitions_.empty() || std::exchange(isPrinted_, true)) return;
   for (auto& [name, values] : repetitions_) std::sort(values.begin(), values.end());
   printNoise();
   printWorks();
@@ -103,7 +113,7 @@ void Report::printNoise() const {
 void Report::printWorks() const {
   constexpr char const* row = "{:44} {:>9}  {:27} {:>9} {:>7} {:>5} {:>5}  {}\n";
   fmt::print("\n");
-  fmt::print(row, "work", "ours", "beside", "it", "ratio", "goal", "bound", "");
+  fmt::print(row, "work, ns (heap: B)", "ours", "beside", "it", "ratio", "goal", "bound", "");
   for (Work const& work : works()) {
     auto const valueOf = [&](std::string const& label) {
       auto const value = median(work.benchmarkName(label));
@@ -126,7 +136,7 @@ void Report::printWorks() const {
         if (its) {
           double const compared = work.isDifference ? *ours - *its : *ours / *its;
           ratio = fmt::format("{}{:.2f}", work.isDifference && compared >= 0 ? "+" : "", compared);
-          if (decides) outcome = verdict(compared, beside.goal);
+          if (decides) outcome = verdict(compared, beside.goal) + without(work, beside);
         }
         fmt::print(row, work.name, figure(ours), peer, figure(its), ratio,
                    decides ? demand(beside.goal.goal, work.isDifference) : "",
@@ -148,14 +158,14 @@ void Report::printGrowths() const {
     if (points.size() < 2) continue;
     if (!begun) {
       fmt::print("\n");
-      fmt::print(row, "growth", "slope", "at 0", "fit", "at each point");
+      fmt::print(row, "growth, ns or B", "slope", "at 0", "worst", "at each point");
       begun = true;
     }
     Line const line = fit(points);
     std::string each;
     for (Point const& point : points) each += fmt::format(" {:g}: {}", point.x, figure(point.y));
     fmt::print(row, growth.name, fmt::format("{:.4g} {}", line.slope, growth.unit),
-               figure(line.atZero), fmt::format("{:.3f}", line.fit), each.substr(1));
+               figure(line.atZero), fmt::format("{:.0f}%", 100 * line.worst), each.substr(1));
     if (growth.beyond == 0) continue;
     double const expected = line.atZero + line.slope * growth.beyond;
     fmt::print("    drawn on to {:g}: {}", growth.beyond, figure(expected));

@@ -15,8 +15,11 @@ class Report : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(Context const&) override { return true; }
   void ReportRuns(std::vector<Run> const& runs) override;
+  /// Prints, once.
   void Finalize() override;
 
+  /// Whether anything was measured.
+  bool hasAny() const { return !repetitions_.empty(); }
   /// The median of that benchmark, nothing when it did not run.
   std::optional<double> median(std::string const& benchmarkName) const;
 
@@ -25,6 +28,7 @@ class Report : public benchmark::BenchmarkReporter {
   void printWorks() const;
   void printGrowths() const;
 
+  bool isPrinted_ = false;
   /// The repetitions, by the benchmark's name, in ascending order once all have run.
   std::map<std::string, std::vector<double>> repetitions_;
 };

@@ -30,17 +30,18 @@ struct Handling {
   Velto::IntfId port = portId(1);
   Velto::IntfId key = portId(2);
   U64 own = 0;
+  Tracer tracer;
 
   [[gnu::noinline]] void handle(Velto::IntfId changed) {
-    Tracer::write(port, changed);
+    tracer.write(port, changed);
     if (changed == port) ++own;
   }
 };
 
 #ifdef HAS_SPDLOG
 struct Spdlog {
-  static void write(Velto::IntfId port, Velto::IntfId key) {
-    static spdlog::logger logger("bench", std::make_shared<spdlog::sinks::null_sink_st>());
+  spdlog::logger logger{"bench", std::make_shared<spdlog::sinks::null_sink_st>()};
+  void write(Velto::IntfId port, Velto::IntfId key) {
     logger.debug("{} handle: {}", port.hash(), key.hash());
   }
 };

@@ -1,9 +1,9 @@
 #include <benchmark/benchmark.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <exception>
+#include <fstream>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -15,12 +15,18 @@ namespace {
 
 /// Whether there is room for the largest chassis, twice: in service and about to start.
 bool hasMemoryForLargest() {
-  constexpr double wanted = 6e9;
-  double const there =
-      static_cast<double>(sysconf(_SC_AVPHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE));
-  if (there >= wanted) return true;
-  std::fprintf(stderr, "the largest is left out: it needs %g bytes of memory\n", wanted);
-  return false;
+  constexpr long wanted = 6000;  // MB
+  std::ifstream info("/proc/meminfo");
+  std::string name;
+  for (long kiB = 0; info >> name >> kiB; info.ignore(80, '\n')) {
+    if (name != "MemAvailable:") continue;
+    if (kiB / 1000 >= wanted) return true;
+    std::fprintf(stderr, "the largest needs %ld MB of memory, and %ld are available\n", wanted,
+                 kiB / 1000);
+    return false;
+  }
+  std::fprintf(stderr, "how much memory is available is not known\n");
+  return true;
 }
 
 }  // namespace
@@ -33,7 +39,8 @@ int main(int argc, char** argv) {
                                    "--benchmark_min_time=0.02"};
   for (char const* const option : std::span(argv, static_cast<std::size_t>(argc)).subspan(1)) {
     if (option == std::string_view("--largest")) {
-      Bench::measuresBeyond = hasMemoryForLargest();
+      if (!hasMemoryForLargest()) return 2;
+      Bench::measuresBeyond = true;
     } else {
       options.push_back(option);
     }
@@ -41,6 +48,7 @@ int main(int argc, char** argv) {
   int count = static_cast<int>(options.size());
   benchmark::Initialize(&count, const_cast<char**>(options.data()));
   if (benchmark::ReportUnrecognizedArguments(count, const_cast<char**>(options.data()))) return 2;
+  Bench::Report report;
   try {
     Bench::checkSameOutcome();
     Bench::registerPtrBenchmarks();
@@ -52,10 +60,13 @@ int main(int argc, char** argv) {
     Bench::registerAccessBenchmarks();
     Bench::registerEventBenchmarks();
     Bench::registerStartupBenchmarks();
-    Bench::Report report;
     benchmark::RunSpecifiedBenchmarks(&report);
   } catch (std::exception const& failure) {
+    report.Finalize();
     std::fprintf(stderr, "macsecproxy-bench: %s\n", failure.what());
     return 1;
   }
+  if (report.hasAny()) return 0;
+  std::fprintf(stderr, "macsecproxy-bench: nothing is named like that\n");
+  return 2;
 }
