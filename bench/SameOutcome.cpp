@@ -29,6 +29,9 @@ bool sameTables(LibraryProgram const& library, Program const& program) {
   auto const& marks = library.status().proxyIntf();
   bool same = records.size() == program.records().size() &&
               encaps.size() == program.encaps().size() && marks.size() == program.marks().size();
+  std::vector<Velto::IntfId> order;
+  for (auto walk = records.iteratorConst(); walk; ++walk) order.push_back(walk.key());
+  same = same && order == program.records().keys();
   program.records().forEach([&](Velto::IntfId key, auto const& wanted) {
     auto const record = records.value(key);
     same = same && record && record->patchSubIntfId() == wanted.patch &&
