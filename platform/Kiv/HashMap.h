@@ -341,7 +341,9 @@ class HashMap<Key, Value>::IteratorConst {
     standWhere(walk);
     return *this;
   }
-  ~IteratorConst() { leave(); }
+  ~IteratorConst() {
+    if (rest_ != 0) leave();
+  }
 
   /// Whether the walk stands on a member, which may have been removed since it got there.
   explicit operator bool() const noexcept { return rest_ != 0; }
@@ -424,7 +426,7 @@ class HashMap<Key, Value>::IteratorConst {
   }
 
   /// Enters the walks in progress.
-  [[gnu::noinline]] void enter() noexcept { nextWalk_ = std::exchange(map_->walks_, this); }
+  void enter() noexcept { nextWalk_ = std::exchange(map_->walks_, this); }
   /// Stands where another walk stands.
   void standWhere(IteratorConst const& walk) noexcept {
     map_ = walk.map_;
