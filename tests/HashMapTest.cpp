@@ -188,7 +188,15 @@ TEST(HashMap, InsertionThatFailsChangesNothing) {
   map.expect(600);
   Allocations::failAt = 1;
   for (U32 size = 300; size < 600; ++size) map.valueIs(size, size);
+  // Holes are room, too.
+  for (U32 key = 0; key < 600; key += 5) map.valueDel(key);
+  map.expect(600);
+  for (U32 key = 0; key < 600; key += 5) map.valueIs(key, key);
   Allocations::failAt = 0;
+  // To expect one after the other takes no more than growing does.
+  std::size_t const made = Allocations::made;
+  for (U32 size = 600; size < 5000; map.valueIs(size, size), ++size) map.expect(size + 1);
+  EXPECT_LT(Allocations::made - made, 20U);
 }
 
 }  // namespace
