@@ -181,23 +181,23 @@ TEST(HashMap, InsertionThatFailsChangesNothing) {
   EXPECT_GT(failures, 10U);
   for (U32 const failAt : {1U, 2U, 3U, 4U}) {
     Allocations::failAt = failAt;
-    ASSERT_THROW(map.expect(600), std::bad_alloc);
+    ASSERT_THROW(map.expect(900), std::bad_alloc);
     ASSERT_TRUE(map.size() == 300 && map.value(299) == 299);
   }
   Allocations::failAt = 0;
-  map.expect(600);
+  map.expect(900);
   Allocations::failAt = 1;
-  for (U32 size = 300; size < 600; ++size) map.valueIs(size, size);
+  for (U32 size = 300; size < 900; ++size) map.valueIs(size, size);
   // Holes are room, too.
   for (U32 first = 0; first < 5; ++first) {
-    for (U32 key = first; key < 600; key += 5) map.valueDel(key);
-    map.expect(600);
-    for (U32 key = first; key < 600; key += 5) map.valueIs(key, key);
+    for (U32 key = first; key < 900; key += 5) map.valueDel(key);
+    map.expect(900);
+    for (U32 key = first; key < 900; key += 5) map.valueIs(key, key);
   }
   Allocations::failAt = 0;
   // To expect one after the other takes no more than growing does.
   std::size_t const made = Allocations::made;
-  for (U32 size = 600; size < 5000; map.valueIs(size, size), ++size) map.expect(size + 1);
+  for (U32 size = 900; size < 5000; map.valueIs(size, size), ++size) map.expect(size + 1);
   EXPECT_LT(Allocations::made - made, 20U);
 }
 
