@@ -42,7 +42,7 @@ template <class... Parts>
 /// sink raises. `function` is the short name of the handler. All records give "MacsecProxySm" as
 /// their source file, the machines' common name; `line` is that of the trace point.
 template <class... Parts>
-void trace(U32 line, char const* function, Parts... parts) {
+void trace(U32 line, char const* function, Parts... parts) noexcept {
   if (isTraced()) [[unlikely]]
     writeTrace(line, function, parts...);
 }

@@ -188,10 +188,9 @@ TEST(HashMap, InsertionThatFailsChangesNothing) {
   map.expect(900);
   Allocations::failAt = 1;
   for (U32 size = 300; size < 900; ++size) map.valueIs(size, size);
-  // Holes are room, too.
+  // Without memory, the holes are the room.
   for (U32 first = 0; first < 5; ++first) {
     for (U32 key = first; key < 900; key += 5) map.valueDel(key);
-    map.expect(900);
     for (U32 key = first; key < 900; key += 5) map.valueIs(key, key);
   }
   Allocations::failAt = 0;

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <new>
 #include <numeric>
+#include <vector>
 
 namespace Kiv {
 
@@ -40,9 +41,12 @@ Delivery::Walk Delivery::walk(std::size_t size) noexcept {
 }
 
 void Delivery::forget() noexcept {
-  changes_.clear();
-  if (hasEnded_) changes_.shrink_to_fit();
   next_ = 0;
+  if (hasEnded_) {
+    std::vector<Change>().swap(changes_);
+  } else {
+    changes_.clear();
+  }
 }
 
 void Delivery::run() {

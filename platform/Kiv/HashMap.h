@@ -33,11 +33,11 @@ U32 hashOf(Key const& key) noexcept {
 ///    defined: a member added later is visited, a removed one that was not reached is skipped, and
 ///    the key of the member a walk stands on stays readable after its removal;
 ///  - finding, inserting and removing cost a constant number of steps, averaged over many calls; a
-///    step of a walk is a few instructions, but for one in 64, and passes over up to 64 removed
-///    members at once;
+///    step of a walk is a few instructions within 64 places and some more from these to the next,
+///    and passes over up to 64 removed members at once;
 ///  - insertion either succeeds or raises `std::bad_alloc` and changes nothing; nothing else
 ///    raises;
-///  - a reference to a value is valid until the next insertion or removal.
+///  - a reference to a value is valid until the next insertion or removal, or `expect`.
 ///
 /// Keys are small values that compare with `==`; values can be made empty with `Value{}` and move
 /// without raising. Walks are known to their collection: walking is for one thread at a time.
@@ -45,8 +45,8 @@ U32 hashOf(Key const& key) noexcept {
 /// How it works: members stand in the order of insertion, keys in one array and values in another,
 /// and a bit for each place tells whether a member stands there. A removed member leaves a hole.
 /// When the arrays are full, the members move up, into larger arrays unless more than a third of
-/// the places are holes. A walk goes from bit to bit; the collection knows the walks in progress
-/// and corrects them at each removal and each move.
+/// the places are holes or there is no memory. A walk goes from bit to bit; the collection knows
+/// the walks in progress and corrects them at each removal and each move.
 ///
 /// Beside the arrays stands an open-addressing index of 32-bit slots. A slot holds the member's
 /// place and above it, in the bits that no place needs, the low bits of the hash; its high bits
@@ -160,15 +160,11 @@ class HashMap {
     return {values_[size_++], true};
   }
 
-  /// Makes room for that many members, and for some more, at once rather than as they come: until
-  /// there are so many, no insertion raises. Does nothing when there is room already. Raises
+  /// Makes room for that many members, and for some more, at once rather than as they come: while
+  /// there are fewer, no insertion raises. Does nothing when there is room already. Raises
   /// `std::bad_alloc`, with nothing changed.
   void expect(U32 members) {
-    if (members > room_) {
-      grow(std::max(U64{members} + members / 8, U64{nextRoom()}));
-    } else if (members > live_ && members - live_ > room_ - size_) {
-      closeHoles();
-    }
+    if (members > room_) grow(std::max(U64{members} + members / 8, nextRoom()));
   }
 
   /// Removes `key`. Returns the value it had, `Value{}` when there was none.
@@ -237,22 +233,23 @@ class HashMap {
     slots_[slot] = hash << placeBits_ | place;
   }
 
-  /// Makes room for one more member at least, with all members moved up.
+  /// Makes room for one more member at least, with all members moved up. Raises nothing while there
+  /// are holes.
   [[gnu::noinline]] void makeRoom() {
-    if (3 * std::size_t{size_ - live_} > size_) {
-      closeHoles();
-    } else {
-      grow(nextRoom());
+    if (3 * std::size_t{size_ - live_} <= size_) {
+      try {
+        grow(nextRoom());
+        return;
+      } catch (std::bad_alloc const&) {
+        if (live_ == size_) throw;
+      }
     }
+    moveTo(keys_.get(), values_.get());
+    enterAll();
   }
   /// The room of the next larger arrays.
   U64 nextRoom() const noexcept {
     return room_ < 8 ? 8 : isLarge() ? U64{room_} + room_ / 2 : U64{2} * room_;
-  }
-
-  void closeHoles() noexcept {
-    moveTo(keys_.get(), values_.get());
-    enterAll();
   }
 
   /// Moves all members into arrays with the room that is wanted, which is more than there is.
@@ -455,7 +452,7 @@ class HashMap<Key, Value>::IteratorConst {
   Value const* values_ = nullptr;
   U32 first_ = ~U32{0};
   U64 rest_ = 1;
-  /// The key of a removed member whose place may be another's by now.
+  /// The key that the walk stands on, where that is not to be read in the arrays any more.
   Key key_{};
   /// Another walk in progress.
   IteratorConst* nextWalk_ = nullptr;
