@@ -129,9 +129,9 @@ void live(History const& history, U64 seed, bool killEverywhere) {
   bool disturbed =
       std::ranges::any_of(history, [](Step const& step) { return step.fault != Fault::none; });
   {
+    std::vector<Left> kills;
     SimulatedAgent agent;
     living = &agent;
-    std::vector<Left> kills;
     if (killEverywhere) agent.kills = &kills;
     for (Step const& step : history) {
       agent.perform(step);
