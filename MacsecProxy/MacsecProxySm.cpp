@@ -219,7 +219,7 @@ void MacsecProxySm::handleProxyConfig(Velto::IntfId intfId) {
 }
 
 void MacsecProxySm::takeIntoUse(Velto::IntfId intfId) {
-  // A machine that is there is counted.
+  // Made before the machine, so that the count, which comes last, cannot fail.
   proxySubIntfCnt_.expect(proxySubIntfCnt_.size() + 1);
   status_->proxyIntfIs(intfId, true);
   macsecProxyIntfSmIs(intfId, config(), status_, dynDot1qEncap_, ethIntfStatusDir_, ioctlDrvFab_,

@@ -85,10 +85,10 @@ std::vector<Key> keys(U32 count) {
 
 /// A map of `size` members, and as many keys that are not in it. Which of the identifiers, all of
 /// which follow one another, are in it is drawn, and so is the order in which `next` names places.
-/// A map that is in use has had as many of its members replaced.
+/// As many of its members have been replaced, as in a map that is in use.
 template <class Map>
 struct Filled {
-  Filled(U32 size, bool inUse) : places(std::max(size, U32{1} << 14U) + 1) {
+  explicit Filled(U32 size) : places(std::max(size, U32{1} << 14U) + 1) {
     static std::vector<Key> const known = keys(2 * largest);
     std::mt19937 random(size);
     std::vector<Key> all(known.begin(), known.begin() + 2 * std::ptrdiff_t{size});
@@ -97,7 +97,7 @@ struct Filled {
     absent.assign(all.begin() + size, all.end());
     for (Key const key : present) map.insert(key, key);
     for (U32& place : places) place = static_cast<U32>(random() % size);
-    for (U32 time = 0; inUse && time < size; ++time) replace();
+    for (U32 time = 0; time < size; ++time) replace();
   }
 
   U32 next() noexcept {
@@ -122,7 +122,7 @@ struct Filled {
 
 template <class Map>
 struct Shared {
-  Shared(U32 size, bool inUse) : filled(worldOf<Filled<Map>>(size, inUse)) {}
+  explicit Shared(U32 size) : filled(worldOf<Filled<Map>>(size)) {}
   Filled<Map>& filled;
 };
 
@@ -139,12 +139,12 @@ using Absl = void;
 #endif
 
 template <class Once>
-void registerJob(std::string const& name, U32 size, Goal goal, double per, bool inUse, Once once) {
+void registerJob(std::string const& name, U32 size, Goal goal, double per, Once once) {
   Registration({.name = fmt::format("collection of {}: {}", size, name), .per = per},
-               contender<Shared<Ours>>("Kiv::HashMap", once, size, inUse))
-      .beside(goal, {contender<Boost>("boost::unordered_flat_map", once, size, inUse),
-                     contender<Absl>("absl::flat_hash_map", once, size, inUse),
-                     contender<Std>("std::unordered_map", once, size, inUse)});
+               contender<Shared<Ours>>("Kiv::HashMap", once, size))
+      .beside(goal, {contender<Boost>("boost::unordered_flat_map", once, size),
+                     contender<Absl>("absl::flat_hash_map", once, size),
+                     contender<Std>("std::unordered_map", once, size)});
 }
 
 }  // namespace
@@ -152,25 +152,25 @@ void registerJob(std::string const& name, U32 size, Goal goal, double per, bool 
 void registerMapBenchmarks() {
   for (U32 const size : {64U, 2047U, largest}) {
     bool const isLarge = size == largest;
-    registerJob("hit", size, isLarge ? Goal{1.5, 2} : Goal{1.0, 1.2}, 1, true, [](auto& shared) {
+    registerJob("hit", size, isLarge ? Goal{1.5, 2} : Goal{1.0, 1.2}, 1, [](auto& shared) {
       auto& filled = shared.filled;
       auto value = *filled.map.find(filled.present[filled.next()]);
       benchmark::DoNotOptimize(value);
     });
-    registerJob("miss", size, isLarge ? Goal{2, 4} : Goal{1.2, 1.5}, 1, true, [](auto& shared) {
+    registerJob("miss", size, isLarge ? Goal{2, 4} : Goal{1.2, 1.5}, 1, [](auto& shared) {
       auto& filled = shared.filled;
       auto const* found = filled.map.find(filled.absent[filled.next()]);
       benchmark::DoNotOptimize(found);
     });
-    registerJob("remove, insert", size, isLarge ? Goal{2, 3} : Goal{1.4, 2}, 1, true,
+    registerJob("remove, insert", size, isLarge ? Goal{2, 3} : Goal{1.4, 2}, 1,
                 [](auto& shared) { shared.filled.replace(); });
     Goal const walk = isLarge ? Goal{0.3, 0.5} : Goal{0.6, 1};
-    registerJob("walk, keys", size, walk, size, true, [](auto& shared) {
+    registerJob("walk, keys", size, walk, size, [](auto& shared) {
       U32 sum = 0;
       shared.filled.map.keys([&](Key key) { sum += key.hash(); });
       benchmark::DoNotOptimize(sum);
     });
-    registerJob("walk, keys and values", size, walk, size, true, [](auto& shared) {
+    registerJob("walk, keys and values", size, walk, size, [](auto& shared) {
       U32 sum = 0;
       shared.filled.map.members([&](Key key, Value value) { sum += key.hash() ^ value.hash(); });
       benchmark::DoNotOptimize(sum);

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
-#include <utility>
 
 #include "Fit.h"
 #include "Work.h"
@@ -80,7 +79,7 @@ void Report::ReportRuns(std::vector<Run> const& runs) {
 }
 
 void Report::Finalize() {
-  if (repetitions_.empty() || std::exchange(isPrinted_, true)) return;
+  if (repetitions_.empty()) return;
   for (auto& [name, values] : repetitions_) std::sort(values.begin(), values.end());
   printNoise();
   printWorks();

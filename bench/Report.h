@@ -15,7 +15,6 @@ class Report : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(Context const&) override { return true; }
   void ReportRuns(std::vector<Run> const& runs) override;
-  /// Prints, once.
   void Finalize() override;
 
   /// Whether anything was measured.
@@ -28,7 +27,6 @@ class Report : public benchmark::BenchmarkReporter {
   void printWorks() const;
   void printGrowths() const;
 
-  bool isPrinted_ = false;
   /// The repetitions, by the benchmark's name, in ascending order once all have run.
   std::map<std::string, std::vector<double>> repetitions_;
 };

@@ -10,14 +10,11 @@ namespace Kiv {
 constinit thread_local Delivery* Delivery::ofThisThread_ = nullptr;
 
 Delivery& Delivery::makeForThread() noexcept {
-  // It outlives the thread's other objects, since some of these, and static ones, may make changes
-  // after it; its memory does not.
+  // It outlives the thread's other objects, since static ones may make changes after it; the memory
+  // that it has by then does not.
   alignas(Delivery) static thread_local std::byte place[sizeof(Delivery)];
   struct End {
-    ~End() {
-      ofThisThread_->hasEnded_ = true;
-      ofThisThread_->forget();
-    }
+    ~End() { std::vector<Change>().swap(ofThisThread_->changes_); }
   };
   ofThisThread_ = new (place) Delivery;
   static thread_local End const end;
@@ -40,15 +37,6 @@ Delivery::Walk Delivery::walk(std::size_t size) noexcept {
   return drawn;
 }
 
-void Delivery::forget() noexcept {
-  next_ = 0;
-  if (hasEnded_) {
-    std::vector<Change>().swap(changes_);
-  } else {
-    changes_.clear();
-  }
-}
-
 void Delivery::run() {
   if (running_) return;
   running_ = true;
@@ -68,7 +56,8 @@ void Delivery::finish(std::exception_ptr first) {
     }
     change.deliver(*this, change, first);
   }
-  forget();
+  changes_.clear();
+  next_ = 0;
   running_ = false;
   if (first) std::rethrow_exception(first);
 }

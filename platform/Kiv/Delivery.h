@@ -144,9 +144,6 @@ class Delivery {
   template <class Key>
   static void countDelivered(Undelivered<Key>& undelivered, Key key) noexcept;
 
-  /// Nothing is posted any more. Memory is kept for later changes, but not beyond the thread's end.
-  void forget() noexcept;
-
   /// Delivers everything posted, and ends the delivery in progress.
   void finish(std::exception_ptr first);
 
@@ -166,7 +163,6 @@ class Delivery {
   std::vector<Change> changes_;
   std::size_t next_ = 0;
   bool running_ = false;
-  bool hasEnded_ = false;
   Order order_ = Order::registration;
   U64 seed_ = 0;
 };
