@@ -1,4 +1,3 @@
-#include "Allocations.h"
 #include "World.h"
 
 namespace {
@@ -50,24 +49,6 @@ TEST_F(CoordinatorTest, AStartWithoutAnEntityIsEmptyOrRefused) {
             "MacsecProxySm::handleProxyConfig(Velto::IntfId): et1.1\n");
   coordinator = nullptr;
   EXPECT_EQ(without(&World::eth), "ethIntfStatusDir 0 0 1 0 0");
-}
-
-TEST_F(CoordinatorTest, AMachineThatIsThereIsCounted) {
-  for (std::size_t failAt = 1;; ++failAt) {
-    coordinator = nullptr;
-    start();
-    Allocations::failAt = failAt;
-    try {
-      config->proxyConfigIs("et1.1"_intf, "et8.1"_intf, "et7"_intf);
-    } catch (std::bad_alloc const&) {
-    }
-    bool const isThrough = std::exchange(Allocations::failAt, 0) != 0;
-    EXPECT_EQ(coordinator->macsecProxyIntfSmHas("et1"_intf),
-              coordinator->proxySubIntfCntHas("et1"_intf))
-        << failAt;
-    if (isThrough) break;
-    config->proxyConfigDel("et1.1"_intf);
-  }
 }
 
 TEST_F(CoordinatorTest, NothingReachesACoordinatorWhoseStartFails) {

@@ -339,19 +339,14 @@ TEST(Delivery, ARegistrationThatFailsDisturbsNobody) {
 
 /// Static objects go after all that belongs to the thread.
 TEST(DeliveryDeathTest, AStaticObjectMayMakeChangesAtTheVeryEnd) {
-  struct Last {
-    World w;
+  struct Last : World {
     ~Last() {
-      w.run("x- [Ax=k y=k] x=k");
-      std::_Exit(w.log == "Ax=k Ay=m Ax- Ax=k Ay- Ay=k" ? 0 : 1);
+      run("x- [Ax=k y=k] x=k");
+      std::_Exit(log == "Ax=k Ay=m Ax- Ax=k Ay- Ay=k" ? 0 : 1);
     }
   };
-  auto const end = [] {
-    static Last last;
-    last.w.run("+A [Ax=k y=m] x=k");
-    std::exit(2);
-  };
-  EXPECT_EXIT(end(), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(static Last last; last.run("+A [Ax=k y=m] x=k");
+              std::exit(2), testing::ExitedWithCode(0), "");
 }
 
 /// A change that cannot be made for want of memory is told to nobody, also not later; where it

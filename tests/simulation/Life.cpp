@@ -212,12 +212,14 @@ void failEverywhere() {
         "call machine et1 deleteProxySubIntfStatus et1.1\ncall machine et1 handleProxyConfig et1.1",
         "call machine et1 cleanup\ncall machine et1 handleInitialized",
         "set coordinator macsecProxyIntfSm et4 config status encaps ethernet driver devices"}) {
-    for (Fault const fault : {Fault::driver, Fault::allocation}) {
+    // Also where the first port comes.
+    for (auto const& [fault, first] :
+         {std::pair(Fault::driver, before), {Fault::allocation, before}, {Fault::allocation, {}}}) {
       U64 faultsBefore = 0;
       for (Step step{text, fault, 1}; step.at == 1 || SimulatedAgent::counts.faults > faultsBefore;
            ++step.at) {
         faultsBefore = SimulatedAgent::counts.faults;
-        History history = before;
+        History history = first;
         if (step.text != "start") history.push_back({"start"});
         for (Step const& each : {step, Step{"stop"}, Step{"start"}}) history.push_back(each);
         live(history, step.at, false);

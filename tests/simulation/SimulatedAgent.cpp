@@ -80,16 +80,14 @@ std::optional<std::string> SimulatedAgent::attempt(Step const& step) {
   driver_.throwAtIs(0);
   failed_ = arms_ && toFail == 0;
   counts.faults += failed_;
+  bool const ofMemory = step.fault == Fault::allocation;
   // Of many rounds, only the last one's error is kept.
-  if (!failed_ || step.text.starts_with("repeat")) return raised;
-  if (step.fault == Fault::allocation && raised && raised->empty()) {
-    // A collection that cannot grow does without, and the step is as good as any.
-    failed_ = false;
-    return raised;
-  }
-  char const* const cause = step.fault == Fault::allocation ? "std::bad_alloc" : "driver refused";
-  require(raised && raised->starts_with(cause), "what fails inside is known to the caller",
-          step.text);
+  if (step.text.starts_with("repeat")) return raised;
+  // A collection that cannot grow does without, and the step is as good as any.
+  failed_ &= !ofMemory || raised != "";
+  require(
+      !failed_ || (raised && raised->starts_with(ofMemory ? "std::bad_alloc" : "driver refused")),
+      "what fails inside is known to the caller", step.text);
   return raised;
 }
 
@@ -143,6 +141,12 @@ void SimulatedAgent::perform(Step const& step, bool isJudged) {
       require(entities().config->proxyConfigHas(walk.key()) || isMeddling(step.text),
               "a driver that refuses keeps nothing in service", walk.key());
     }
+  }
+  if (wasInLine && isRunning() && !isMeddling(step.text)) {
+    auto const portOf = [](auto const& count) { return count.first; };
+    require(std::ranges::equal(view().proxySubIntfCnt, view().machines, {}, portOf,
+                               &Agent::Library::Machine::intfId),
+            "a machine that is there is counted", step.text);
   }
   if (isJudged) judge(wasRunning && step.text == "stop");
 }

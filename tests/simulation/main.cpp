@@ -145,7 +145,6 @@ int main(int argc, char** argv) {
   app.add_option("--seed", seed, "Replay the history of one seed");
   app.add_flag("--soak", soaks, "Run random histories until stopped");
   app.add_option("--minutes", minutes, "End the soak after so many minutes");
-  app.add_option("--from", first, "The first seed of the soak");
   app.add_option("--histories", histories, "How many histories there are beside the fixed ones");
   CLI11_PARSE(app, argc, argv);
   try {
