@@ -6,6 +6,7 @@
 #include <array>
 #include <barrier>
 #include <cstddef>
+#include <memory>
 #include <random>
 
 #include "Allocations.h"
@@ -75,22 +76,15 @@ TEST(MemoryPool, BlocksGivenBackElsewhereServeAgain) {
 
 /// Objects that go after the pool has been left, at the very end of their thread.
 TEST(MemoryPool, NothingIsLostOfAThreadThatHasLeft) {
-  struct Late {
-    void* block = nullptr;
-    Late() = default;
-    Late(Late const&) = delete;
-    Late& operator=(Late const&) = delete;
-    ~Late() {
-      MemoryPool::blockDel(std::exchange(block, MemoryPool::blockIs(112)), 112);
-      MemoryPool::blockDel(block, 112);
-    }
+  auto const giveBack = [](void* block) {
+    for (void* const each : {block, MemoryPool::blockIs(112)}) MemoryPool::blockDel(each, 112);
   };
-  auto const idleAfter = [](bool isLate) {
-    inThreads(1, [isLate](std::size_t) {
+  auto const idleAfter = [&](bool isLate) {
+    inThreads(1, [&](std::size_t) {
       if (isLate) {
         // Made before the thread's first block, so that it goes after the blocks are left.
-        thread_local Late late;
-        late.block = MemoryPool::blockIs(112);
+        thread_local std::unique_ptr<void, decltype(giveBack)> late(nullptr, giveBack);
+        late.reset(MemoryPool::blockIs(112));
       } else {
         MemoryPool::blockDel(MemoryPool::blockIs(112), 112);
       }
