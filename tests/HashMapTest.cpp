@@ -128,6 +128,24 @@ TEST(HashMap, EndlesslyManyKeysComeAndGoBehindTheOthers) {
   EXPECT_EQ(map.size(), 30U);
 }
 
+/// Room for one more is room for one that comes and goes for ever, and room for two mostly for two.
+TEST(HashMap, RoomOfThoseThatComeAndGoIsFreeAgain) {
+  U32 larger = 0;
+  for (U32 key = 100; key < 300; ++key) {
+    Kiv::HashMap<U32, U32> map;
+    for (U32 present = 0; present < 30; ++present) map.valueIs(present, present);
+    std::size_t const made = Allocations::made;
+    for (U32 time = 0; time < 10; ++time) map.valueIs(key, time), map.valueDel(key);
+    ASSERT_EQ(Allocations::made, made) << key;
+    for (U32 time = 0; time < 100; ++time) {
+      map.valueIs(key, time), map.valueIs(key + 1, time);
+      map.valueDel(key), map.valueDel(key + 1);
+    }
+    larger += Allocations::made != made ? 1 : 0;
+  }
+  EXPECT_LT(larger, 120U);
+}
+
 /// Wherever a member stands, and whatever hole there is, it is found, and found once.
 TEST(HashMap, AWalkSeeksInEveryPlace) {
   U32 const group = Velto::SubIntfId::groupOfSubIntfs(IntfId("b"));

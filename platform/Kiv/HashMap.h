@@ -54,8 +54,8 @@ U32 hashOf(Key const& key) noexcept {
 /// end to a search, so that a removal moves nothing; it may be taken again, and at the next move
 /// all members are entered anew. Between two moves there are no more insertions than places, so
 /// three slots of five stay fresh, and a search soon meets one. Where no search goes on behind a
-/// slot that is left, it is fresh again, and if its member was the newest and nobody walks, the
-/// place is free too; where one does, both may be taken again together. The arrays never shrink.
+/// slot that is left, it is fresh again. Holes behind the last member are places again while nobody
+/// walks, but for as many as there are slots that have been left. The arrays never shrink.
 template <class Key, class Value>
 class HashMap {
  public:
@@ -140,17 +140,18 @@ class HashMap {
     U32 const hash = hashOf(key), tag = hash << placeBits_;
     U32 slot = homeOf(hash);
     if (slots_[slot] != freshSlot) [[unlikely]] {
-      U32 vacant = none;
-      for (;; slot = after(slot)) {
+      U32 reusable = none;
+      do {
         U32 const place = slots_[slot] ^ tag;
         if (place < room_ && keys_[place] == key) return {values_[place], false};
-        if (vacant == none && isVacant(slot)) vacant = slot;
-        if (slots_[slot] == freshSlot) break;
+        if (slots_[slot] == usedSlot && reusable == none) reusable = slot;
+        slot = after(slot);
+      } while (slots_[slot] != freshSlot);
+      if (reusable != none) {
+        slot = reusable;
+        --usedSlots_;
+        if (!isPresent(size_ - 1) && walks_ == nullptr) --size_;
       }
-      slot = vacant;
-      // With a slot that has been left goes the last place, if that has been left too. There are as
-      // many holes as such slots, at least.
-      if (slots_[slot] == usedSlot && !isPresent(size_ - 1) && walks_ == nullptr) --size_;
     }
     slots_[slot] = tag | size_;
     keys_[size_] = key;
@@ -175,12 +176,16 @@ class HashMap {
     bool const isEnd = slots_[after(slot)] == freshSlot;
     slots_[slot] = isEnd ? freshSlot : usedSlot;
     present_[place / 64] &= ~(U64{1} << place % 64);
-    if (isEnd && place + 1 == size_ && walks_ == nullptr) --size_;
     for (IteratorConst* walk = walks_; walk != nullptr; walk = walk->nextWalk_) {
       walk->removed(place);
     }
     --live_;
     ++version_;
+    if (!isEnd) {
+      ++usedSlots_;
+    } else if (place + 1 == size_ && walks_ == nullptr) {
+      giveUpLastPlaces();
+    }
     return std::exchange(values_[place], Value{});
   }
 
@@ -207,9 +212,6 @@ class HashMap {
   U32 homeOf(U32 hash) const noexcept { return static_cast<U32>(U64{hash} * slotCount_ >> 32U); }
   U32 after(U32 slot) const noexcept { return slot + 1 == slotCount_ ? 0 : slot + 1; }
 
-  /// Whether a slot is without a member: fresh and used ones differ in the highest bit alone.
-  bool isVacant(U32 slot) const noexcept { return (slots_[slot] | ~usedSlot) == freshSlot; }
-
   bool isPresent(U32 place) const noexcept {
     return (present_[place / 64] >> place % 64 & 1U) != 0;
   }
@@ -227,9 +229,18 @@ class HashMap {
     }
   }
 
+  /// Gives up the last place, a hole, and the holes before it, as long as a hole is left for each
+  /// used slot: so no more slots are ever taken than places. REQUIRES: there are more holes than
+  /// used slots, and nobody walks.
+  void giveUpLastPlaces() noexcept {
+    do {
+      --size_;
+    } while (size_ - live_ > usedSlots_ && !isPresent(size_ - 1));
+  }
+
   void enterIndex(U32 hash, U32 place) noexcept {
     U32 slot = homeOf(hash);
-    while (!isVacant(slot)) slot = after(slot);
+    while (slots_[slot] != freshSlot) slot = after(slot);
     slots_[slot] = hash << placeBits_ | place;
   }
 
@@ -277,6 +288,7 @@ class HashMap {
   void enterAll() noexcept {
     std::fill_n(slots_, slotCount_, freshSlot);
     size_ = live_;
+    usedSlots_ = 0;
     for (U32 word = 0; word <= room_ / 64; ++word) {
       U32 const before = std::min(size_, 64 * word), in = std::min(size_ - before, 64U);
       present_[word] = in == 64 ? ~U64{0} : (U64{1} << in) - 1;
@@ -315,6 +327,8 @@ class HashMap {
   U32 placeBits_ = 0;
   U32 slotCount_ = 0;
   U32 live_ = 0;
+  /// The used slots, of which there are never more than holes.
+  U32 usedSlots_ = 0;
   U32 version_ = 0;
   /// The walks in progress.
   mutable IteratorConst* walks_ = nullptr;
