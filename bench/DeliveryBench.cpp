@@ -153,22 +153,32 @@ struct Telling {
 };
 
 #ifdef HAS_BOOST
+/// Tracked, it holds who is being told, as ours does.
+template <bool isTracked>
 class Signal {
  public:
   explicit Signal(Listeners const& listeners) {
     forEach(listeners, [this]<int kind>(Kind<kind>, Listener& listener) {
-      signal_.connect([&listener](U32 key) { listener.handle(key + kind); });
+      typename Type::slot_type slot([&listener](U32 key) { listener.handle(key + kind); });
+      if constexpr (isTracked) slot.track_foreign(held_.emplace_back(std::make_shared<Held>()));
+      signal_.connect(slot);
     });
   }
   void tell(U32 key) { signal_(key); }
 
  private:
-  boost::signals2::signal_type<
-      void(U32), boost::signals2::keywords::mutex_type<boost::signals2::dummy_mutex>>::type signal_;
+  struct Held {};
+  using Type = typename boost::signals2::signal_type<
+      void(U32), boost::signals2::keywords::mutex_type<boost::signals2::dummy_mutex>>::type;
+
+  Type signal_;
+  std::vector<std::shared_ptr<Held>> held_;
 };
-using Signals = Telling<Peer<Signal>>;
+using Signals = Telling<Peer<Signal<false>>>;
+using TrackedSignals = Telling<Peer<Signal<true>>>;
 #else
 using Signals = void;
+using TrackedSignals = void;
 #endif
 
 template <class Once>
@@ -177,7 +187,8 @@ void registerSizes(std::string const& name, Once once) {
     Registration({.name = name + std::to_string(reactors) + " reactors"},
                  contender<Telling<Ours>>("delivery", once, reactors))
         .beside({1.6, 2.5}, {contender<Telling<Vector>>("vector of pointers", once, reactors)})
-        .beside({0.10, 0.15}, {contender<Signals>("boost::signals2", once, reactors)});
+        .beside({0.10, 0.15}, {contender<Signals>("boost::signals2", once, reactors),
+                               contender<TrackedSignals>("the same, tracked", once, reactors)});
   }
 }
 

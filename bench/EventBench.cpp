@@ -21,8 +21,7 @@ namespace {
 template <class Program, bool series>
 class InService {
  public:
-  InService(U32 ports, U32 perPort)
-      : perPort_(perPort), one_(subIntf(ports / 2, perPort + others)) {
+  InService(U32 ports, U32 perPort) : perPort_(perPort) {
     freshDriver();
     fill(program_, ports, perPort);
     for (U32 port = 0; port < ports; ++port) {
@@ -32,15 +31,20 @@ class InService {
         (number < perPort ? present_ : absent_).push_back(next);
       }
     }
-    program_.portIs(one_.client, "one");
+    for (U32 number = 0; number < repetitions; ++number) {
+      ones_.push_back(subIntf(ports / 2, perPort + others + number));
+      program_.portIs(ones_.back().client, "one");
+    }
     program_.start();
     program_.configDel(present_[gap_].proxy);
   }
 
+  /// Has `warm` change another one from now on: some have others in their way in the tables.
+  void nextOne() { one_ = (one_ + 1) % ones_.size(); }
   /// Always the same one.
   void warm() {
-    program_.configIs(one_);
-    program_.configDel(one_.proxy);
+    program_.configIs(ones_[one_]);
+    program_.configDel(ones_[one_].proxy);
   }
   /// One drawn from those configured, and one drawn from those that are not, on the port that lost
   /// one the time before: all ports stay as full as they are.
@@ -55,10 +59,12 @@ class InService {
 
  private:
   static constexpr U32 others = 40;
+  static constexpr U32 repetitions = 9;
 
   Program program_;
   U32 perPort_;
-  SubIntf one_;
+  std::vector<SubIntf> ones_;
+  std::size_t one_ = 0;
   /// Both by port. In the gap stands one that is not configured.
   std::vector<SubIntf> present_;
   std::size_t gap_ = 0;
@@ -73,6 +79,7 @@ void event(benchmark::State& state, U32 ports, U32 perPort, bool warm) {
   auto& world = worldOf<InService<Program, series>>(ports, perPort);
   freshDriver();
   if (warm) {
+    world.nextOne();
     for (auto _ : state) world.warm();
   } else {
     for (auto _ : state) world.cold();

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <map>
 
 #include "Fit.h"
 #include "Work.h"
@@ -22,12 +23,19 @@ double spread(std::vector<double> const& ascending) {
   return (at(ascending, 0.75) - at(ascending, 0.25)) / 2 / at(ascending, 0.5);
 }
 
+/// The name alone can be that of several generations.
 std::string processor() {
+  std::map<std::string, std::string> facts;
   std::ifstream info("/proc/cpuinfo");
-  for (std::string line; std::getline(info, line);) {
-    if (line.rfind("model name", 0) == 0) return line.substr(line.find(':') + 2);
+  for (std::string line; std::getline(info, line) && !line.empty();) {
+    std::size_t const colon = line.find(": ");
+    if (colon != std::string::npos) {
+      facts[line.substr(0, line.find('\t'))] = line.substr(colon + 2);
+    }
   }
-  return "unknown processor";
+  if (!facts.contains("model name")) return "unknown processor";
+  return fmt::format("{} (family {}, model {})", facts["model name"], facts["cpu family"],
+                     facts["model"]);
 }
 
 std::string compiler() {
