@@ -35,10 +35,13 @@ TEST_F(GenericAccess, RefusesEveryOtherIndexAndCodeAndTouchesNothing) {
   std::string const before = sizes();
   for (Kiv::PtrInterface* const object : both) {
     auto const& access = object->fwkType()->access();
-    for (U32 index = 129; index <= access.attributes.back().index + 1; ++index) {
+    std::size_t lines = 0;
+    for (U32 index = 0; index <= access.attributes.back().index + 1; ++index) {
       Kiv::KivAttr wanted;
       wanted.index = index;
       Kiv::KivAttr const* const line = object->fwkType()->attribute(index);
+      ASSERT_TRUE(line == nullptr || line->index == index);
+      lines += line != nullptr ? 1 : 0;
       bool const isCollection = line != nullptr && line->keyType != nullptr;
       for (U32 code = 0; code <= 10; ++code) {
         if (code < 10 && line != nullptr && line->allows(static_cast<Op>(code))) continue;
@@ -56,6 +59,7 @@ TEST_F(GenericAccess, RefusesEveryOtherIndexAndCodeAndTouchesNothing) {
         EXPECT_EQ(is, isCollection);
       if (iterator != nullptr) operations->iterDel(&wanted, iterator);
     }
+    EXPECT_EQ(lines, access.attributes.size());
   }
   EXPECT_EQ(commands() + sizes() + trace(), before + '\n');
 }

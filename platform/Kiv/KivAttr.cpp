@@ -5,8 +5,13 @@
 namespace Kiv {
 
 KivAttr const* KivType::attribute(U32 index) const noexcept {
-  auto const found = std::ranges::lower_bound(access_.attributes, index, {}, &KivAttr::index);
-  return found != access_.attributes.end() && found->index == index ? &*found : nullptr;
+  std::span<KivAttr const> const attributes = access_.attributes;
+  if (attributes.empty() || index < attributes.front().index) return nullptr;
+  // There are few gaps between indexes: it is where it would be without any, or not far before.
+  std::size_t place =
+      std::min<std::size_t>(index - attributes.front().index, attributes.size() - 1);
+  while (attributes[place].index > index) --place;
+  return attributes[place].index == index ? &attributes[place] : nullptr;
 }
 
 bool KivAttr::allows(GenericIf::AttributeOp op) const noexcept {
