@@ -153,7 +153,7 @@ struct Telling {
 };
 
 #ifdef HAS_BOOST
-/// Tracked, it holds who is being told, as ours does.
+/// Tracked, it holds an object of the listener's while it tells it, as ours does.
 template <bool isTracked>
 class Signal {
  public:
@@ -187,8 +187,9 @@ void registerSizes(std::string const& name, Once once) {
     Registration({.name = name + std::to_string(reactors) + " reactors"},
                  contender<Telling<Ours>>("delivery", once, reactors))
         .beside({1.6, 2.5}, {contender<Telling<Vector>>("vector of pointers", once, reactors)})
-        .beside({0.10, 0.15}, {contender<Signals>("boost::signals2", once, reactors),
-                               contender<TrackedSignals>("the same, tracked", once, reactors)});
+        .beside({0.10, 0.15},
+                {contender<Signals>("boost::signals2", once, reactors),
+                 contender<TrackedSignals>("boost::signals2, tracked", once, reactors)});
   }
 }
 

@@ -31,7 +31,7 @@ class InService {
         (number < perPort ? present_ : absent_).push_back(next);
       }
     }
-    for (U32 number = 0; number < repetitions; ++number) {
+    for (U32 number = 0; number < inTurn; ++number) {
       ones_.push_back(subIntf(ports / 2, perPort + others + number));
       program_.portIs(ones_.back().client, "one");
     }
@@ -41,7 +41,7 @@ class InService {
 
   /// Has `warm` change another one from now on: some have others in their way in the tables.
   void nextOne() { one_ = (one_ + 1) % ones_.size(); }
-  /// Always the same one.
+  /// The same one until `nextOne`.
   void warm() {
     program_.configIs(ones_[one_]);
     program_.configDel(ones_[one_].proxy);
@@ -59,7 +59,8 @@ class InService {
 
  private:
   static constexpr U32 others = 40;
-  static constexpr U32 repetitions = 9;
+  /// As many as there are repetitions, unless others are asked for.
+  static constexpr U32 inTurn = 9;
 
   Program program_;
   U32 perPort_;

@@ -54,8 +54,10 @@ U32 hashOf(Key const& key) noexcept {
 /// end to a search, so that a removal moves nothing; it may be taken again, and at the next move
 /// all members are entered anew. Between two moves there are no more insertions than places, so
 /// three slots of five stay fresh, and a search soon meets one. Where no search goes on behind a
-/// slot that is left, it is fresh again. Holes behind the last member are places again while nobody
-/// walks, but for as many as there are slots that have been left. The arrays never shrink.
+/// slot that is left, it is fresh again; if its member was the newest and nobody walks, its place
+/// and the holes before it are free too, but for as many holes as there are slots that have been
+/// left. Such a slot and the last place, if that is a hole, may be taken again together. The arrays
+/// never shrink.
 template <class Key, class Value>
 class HashMap {
  public:
@@ -150,6 +152,7 @@ class HashMap {
       if (reusable != none) {
         slot = reusable;
         --usedSlots_;
+        // There was a hole for it at least: if it is the last place, that goes with the slot.
         if (!isPresent(size_ - 1) && walks_ == nullptr) --size_;
       }
     }
