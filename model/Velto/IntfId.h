@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <compare>
 #include <ostream>
 
@@ -41,7 +42,7 @@ class IntfId {
 
   U32 hash() const noexcept { return number_ * 0x9E3779B1U; }
   /// The group that it is in as a key: one for each parent, 0 for those without.
-  U32 group() const noexcept { return parent_ != unknown ? parent_ : lookUpParent(); }
+  U32 group() const noexcept { return parent() != unknown ? parent() : lookUpParent(); }
   /// All bits when `group()` may be `group`, 0 when it is not. Looks nothing up; a number, so that
   /// many are joined without a branch.
   U32 mayBeIn(U32 group) const noexcept {
@@ -67,6 +68,12 @@ class IntfId {
 
   constexpr IntfId(U32 number, U32 parent) noexcept : number_(number), parent_(parent) {}
 
+  /// `parent_`, of an identifier that came in one register. Compilers read a member out of that by
+  /// way of memory, and shift when asked to.
+  U32 parent() const noexcept {
+    constexpr U32 at = std::endian::native == std::endian::little ? 32 : 0;
+    return static_cast<U32>(std::bit_cast<U64>(*this) >> at);
+  }
   /// The parent's number, of an identifier that is itself somebody's parent.
   U32 lookUpParent() const noexcept;
 
