@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstddef>
@@ -66,7 +67,28 @@ class DriverCommand {
     return at + 1;
   }
   void append(char* at, std::string_view text) noexcept {
-    end_ = at + text.copy(at, static_cast<std::size_t>(limit() - at));
+    std::size_t const length = std::min(text.size(), static_cast<std::size_t>(limit() - at));
+    // Names are short, and a call that copies takes longer than two moves that overlap.
+    if (length < sizeof(U16) || length > 2 * sizeof(U64)) {
+      text.copy(at, length);
+    } else if (length >= sizeof(U64)) {
+      copyEnds<U64>(at, text.data(), length);
+    } else if (length >= sizeof(U32)) {
+      copyEnds<U32>(at, text.data(), length);
+    } else {
+      copyEnds<U16>(at, text.data(), length);
+    }
+    end_ = at + length;
+  }
+  /// Copies as many of the first and of the last characters as a `Word` has: all of them when there
+  /// are no more than twice as many.
+  template <class Word>
+  static void copyEnds(char* to, char const* from, std::size_t length) noexcept {
+    Word first, last;
+    std::memcpy(&first, from, sizeof first);
+    std::memcpy(&last, from + length - sizeof last, sizeof last);
+    std::memcpy(to, &first, sizeof first);
+    std::memcpy(to + length - sizeof last, &last, sizeof last);
   }
 
   std::array<char, bufferLength> buffer_;
