@@ -56,7 +56,15 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
   class MACSECPROXY_LOCAL KivDeviceIntfStatusDir final
       : public Reactor<Interface::DeviceIntfStatusDir, MacsecProxyIntfSm> {
    public:
-    using Reactor::Reactor;
+    KivDeviceIntfStatusDir(Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& entity,
+                           MacsecProxyIntfSm* owner)
+        : Reactor(entity, owner) {
+      using Told = Interface::DeviceIntfStatusDir::NotifieeConst;
+      toldInRowIs<KivDeviceIntfStatusDir, Told, Velto::IntfId, &Told::onIntfStatusAndDeviceName>(
+          [](KivDeviceIntfStatusDir& reactor, Velto::IntfId intfId) {
+            reactor.onIntfStatusAndDeviceName(intfId);
+          });
+    }
 
     void onIntfStatusAndDeviceName(Velto::IntfId intfId) override {
       if (auto* const owner = listener()) owner->handleIntf(intfId);

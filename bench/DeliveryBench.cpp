@@ -74,11 +74,13 @@ class Ours {
   }
 
  private:
-  /// Forwards as the reactors of the machines do.
+  /// Forwards, and is told in a row, as the machines' reactors for device names.
   template <int kind>
   class Reactor final : public Source::NotifieeConst {
    public:
     Reactor(Kiv::Ptr<Source const> const& source, Listener& owner) : owner_(&owner) {
+      toldInRowIs<Reactor, Source::NotifieeConst, U32, &Source::NotifieeConst::onFlag>(
+          [](Reactor& reactor, U32 key) { reactor.onFlag(key); });
       notifierIs(source);
       isRegisteredNotifieeIs(true);
     }

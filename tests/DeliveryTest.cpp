@@ -54,7 +54,7 @@ class World {
       if (who == '[') {
         std::getline(words, when_[word.substr(1)], ']');
       } else if (who == '+') {
-        probes_[what] = Kiv::makeNew<Probe>(*this, what);
+        probes_[what] = make(what);
       } else if (who == '-') {
         probes_.erase(what);
       } else if (what == '.' || what == ':') {
@@ -86,10 +86,31 @@ class World {
     void onNotificationException() override { world_.note('!' + name_); }
     void onZeroReferences() override { world_.note('0' + name_); }
 
-   private:
+   protected:
     World& world_;
     std::string name_;
   };
+
+  /// Two in a row are of one class, those behind them of another, and the next ones are told each
+  /// by itself.
+  static int kindOf(char name) { return name / 2 % 3; }
+  template <int kind>
+  class InRow final : public Probe {
+   public:
+    InRow(World& world, char name) : Probe(world, name) {
+      toldInRowIs<InRow, NotifieeConst, IntfId, &NotifieeConst::onProxyConfig>(
+          [](InRow& one, IntfId key) { one.onProxyConfig(key); });
+    }
+    void onProxyConfig(IntfId key) override {
+      EXPECT_EQ(kindOf(this->name_[0]), kind);
+      Probe::onProxyConfig(key);
+    }
+  };
+  Ptr<Probe> make(char name) {
+    if (kindOf(name) == 0) return Kiv::makeNew<InRow<0>>(*this, name);
+    if (kindOf(name) == 1) return Kiv::makeNew<InRow<1>>(*this, name);
+    return Kiv::makeNew<Probe>(*this, name);
+  }
 
   void change(Config& entity, std::string const& word) try {
     IntfId const key(Kiv::String(word.c_str(), 1));
@@ -179,16 +200,24 @@ TEST(Delivery, ToldToTheLetter) {
   });
 }
 
-/// Writes down the keys that it is told of.
-class Hearer : public Notifiee {
+/// Writes down the keys that it is told of, those of patch sub-interfaces with a mark. Hearers
+/// beside each other are a row for the others.
+class Hearer final : public Notifiee {
  public:
-  using Notifiee::Notifiee;
+  explicit Hearer(Ptr<Config> const& config, U32 interest = Kiv::everyGroup)
+      : Notifiee(config, interest) {
+    toldInRowIs<Hearer, NotifieeConst, IntfId, &NotifieeConst::onProxyConfig>(
+        [](Hearer& one, IntfId key) { one.onProxyConfig(key); });
+  }
 
   void onProxyConfig(IntfId key) override {
     heard += key.stringValue().charPtr() + " "s;
     if (key == actsAt) act();
   }
-  void onPatchIntf(IntfId key) override { onProxyConfig(key); }
+  void onPatchIntf(IntfId key) override {
+    heard += '*';
+    onProxyConfig(key);
+  }
 
   std::string heard;
   IntfId actsAt;
@@ -249,7 +278,7 @@ TEST(Delivery, ANewMemberIsAChangeAlsoWhenItsValueIsBlank) {
   auto const hearer = Kiv::makeNew<Hearer>(config, Kiv::everyGroup);
   for (char const* patch : {"", "", "p", "p", ""}) config->patchIntfIs(IntfId("a"), IntfId(patch));
   config->patchIntfIs(IntfId("b"), IntfId());
-  EXPECT_EQ(hearer->heard, "a a a b ");
+  EXPECT_EQ(hearer->heard, "*a *a *a *b ");
 }
 
 std::string const all = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
@@ -333,7 +362,7 @@ TEST(Delivery, ARegistrationThatFailsDisturbsNobody) {
       newcomer->isRegisteredNotifieeIs(true);
     };
     EXPECT_THROW(config->patchIntfIs(hearers[0]->actsAt, IntfId("p")), std::bad_alloc);
-    for (auto const& hearer : hearers) EXPECT_EQ(hearer->heard, "a ");
+    for (auto const& hearer : hearers) EXPECT_EQ(hearer->heard, "*a ");
   }
 }
 

@@ -26,14 +26,15 @@ void Delivery::orderIs(Order order, U64 seed) noexcept {
   ofThisThread().seed_ = seed;
 }
 
-Delivery::Walk Delivery::walk(std::size_t size) noexcept {
+Delivery::Walk Delivery::walk(std::size_t first, std::size_t end) noexcept {
+  if (order_ == Order::registration) return {end, first, 1};
   // A stride of all but one is a step back.
-  if (order_ == Order::reverse || size < 2) return {size, size - 1, size - 1};
+  if (order_ == Order::reverse || end < 2) return {end, end - 1, end - 1};
   // A step of Knuth's generator, whose high bits are the good ones. A stride that has no divisor in
   // common with the size meets every place once.
   seed_ = seed_ * 6364136223846793005U + 1442695040888963407U;
-  Walk drawn{size, (seed_ >> 33) % size, 1 + (seed_ >> 48) % (size - 1)};
-  while (std::gcd(drawn.stride, size) != 1) ++drawn.stride;
+  Walk drawn{end, (seed_ >> 33) % end, 1 + (seed_ >> 48) % (end - 1)};
+  while (std::gcd(drawn.stride, end) != 1) ++drawn.stride;
   return drawn;
 }
 

@@ -5,6 +5,7 @@
 #include <exception>
 #include <functional>
 #include <type_traits>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -110,7 +111,7 @@ class Delivery {
     std::function<bool()> carryOut;
   };
 
-  /// A walk through the places of a list in another order than that of registration.
+  /// A walk through the places of a list.
   struct Walk {
     std::size_t size;
     std::size_t place;
@@ -126,6 +127,10 @@ class Delivery {
   template <class Key>
   using BitsOf = std::conditional_t<sizeof(Key) == sizeof(U64), U64, U32>;
   template <class Key>
+  static U64 bitsOf(Key key) noexcept {
+    return std::bit_cast<BitsOf<Key>>(key);
+  }
+  template <class Key>
   static Key keyOf(U64 bits) noexcept {
     return std::bit_cast<Key>(static_cast<BitsOf<Key>>(bits));
   }
@@ -133,9 +138,9 @@ class Delivery {
   /// Makes the calling thread's delivery.
   static Delivery& makeForThread() noexcept;
 
-  /// A walk through `size` places in the order in force. REQUIRES: that is not
-  /// `Order::registration`.
-  Walk walk(std::size_t size) noexcept;
+  /// A walk, in the order in force, through the places up to `end`: from `first` on in the order of
+  /// registration, through all of them in others.
+  Walk walk(std::size_t first, std::size_t end) noexcept;
 
   template <class Key>
   bool isUndelivered(Undelivered<Key> const& undelivered, Key key) const noexcept {
@@ -167,30 +172,37 @@ class Delivery {
   U64 seed_ = 0;
 };
 
-template <class Slot>
+/// An operation through which notifiees are told; the type stands for it where the classes of
+/// several libraries meet, since pointers to virtual functions do not compare.
+template <auto slot>
 struct SlotOf;
-template <class Notifiee, class Key>
-struct SlotOf<void (Notifiee::*)(Key)> {
-  using NotifieeType = Notifiee;
+template <class N, class K, void (N::*slot)(K)>
+struct SlotOf<slot> {
+  using Notifiee = N;
+  using Key = K;
 };
 
-inline PtrInterface::NotifieeConst* NotifieeList::hearer(std::size_t place, U64 change, U32 group,
-                                                         bool all) const noexcept {
-  auto* const hearer = hearers_[place];
-  if (hearer == nullptr) return nullptr;
-  if (lastBeginning_ >= change && places_[place].deafUntil >= change) [[unlikely]]
-    return nullptr;
-  bool const isToHear = all || hearer->interest_ == everyGroup || hearer->interest_ == group;
-  return isToHear ? hearer : nullptr;
+template <class Notifiee, class Base, class Key, void (Base::*slot)(Key), class Handle>
+void PtrInterface::NotifieeConst::toldInRowIs(Handle /*handle*/) noexcept {
+  static_assert(std::is_final_v<Notifiee> && std::is_base_of_v<Base, Notifiee>);
+  static constexpr NotifieeList::Row row{&typeid(SlotOf<slot>),
+                                         &NotifieeList::tellRow<Notifiee, slot, Handle>};
+  row_ = &row;
 }
 
 template <auto slot, class Key>
-inline bool NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& notifiee, Key key,
-                               std::exception_ptr& first) noexcept {
-  using Notifiee = typename SlotOf<decltype(slot)>::NotifieeType;
+inline auto NotifieeList::calling(Key key) noexcept {
+  return [key](PtrInterface::NotifieeConst& notifiee) {
+    (static_cast<typename SlotOf<slot>::Notifiee&>(notifiee).*slot)(key);
+  };
+}
+
+template <class Handle>
+inline bool NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& notifiee,
+                               std::exception_ptr& first, Handle handle) noexcept {
   delivery.told_ = &notifiee;
   try {
-    (static_cast<Notifiee&>(notifiee).*slot)(key);
+    handle(notifiee);
   } catch (...) {
     hasRaised(notifiee, first);
   }
@@ -200,53 +212,98 @@ inline bool NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& 
   return false;
 }
 
+template <class Notifiee, auto slot, class Handle>
+NotifieeList::Hearer const* NotifieeList::tellRow(Delivery& delivery, U64 keyBits, Hearer const* at,
+                                                  std::exception_ptr& first) noexcept {
+  auto const handle = [key = Delivery::keyOf<typename SlotOf<slot>::Key>(keyBits)](auto& notifiee) {
+    Handle{}(static_cast<Notifiee&>(notifiee), key);
+  };
+  Hearer hearer = *at;
+  Row const* const row = hearer->row_;
+  do {
+    ++at;
+    if (!tell(delivery, *hearer, first, handle)) break;
+    hearer = *at;
+  } while (hearer != nullptr && hearer->row_ == row);
+  return at;
+}
+
+template <auto slot>
+inline bool NotifieeList::isOf(Row const& row) noexcept {
+  return row.slot == &typeid(SlotOf<slot>) || *row.slot == typeid(SlotOf<slot>);
+}
+
+template <auto slot, class Key>
+inline std::size_t NotifieeList::tellAll(Delivery& delivery, Key key, std::size_t end,
+                                         std::exception_ptr& first) noexcept {
+  Hearer const *const hearers = hearers_.data(), *at = hearers;
+  for (auto* const last = hearers + end; at != last && !delivery.disturbed_;) {
+    Hearer const hearer = *at;
+    if (hearer == nullptr) {
+      ++at;
+    } else if (hearer->row_ != nullptr && isOf<slot>(*hearer->row_)) {
+      at = hearer->row_->tell(delivery, Delivery::bitsOf(key), at, first);
+    } else {
+      tell(delivery, *hearer, first, calling<slot>(key));
+      ++at;
+    }
+  }
+  return at == hearers + end ? allTold : static_cast<std::size_t>(at - hearers);
+}
+
+template <auto slot, class Key>
+inline std::size_t NotifieeList::tellMarked(Delivery& delivery, Key key, std::size_t end,
+                                            std::exception_ptr& first) noexcept {
+  U32 const group = groupOf(key);
+  std::size_t const words = (end + inWord - 1) / inWord;
+  Hearer const* const hearers = hearers_.data();
+  for (std::size_t word = 0; word < words; ++word) {
+    std::size_t place = word * inWord;
+    for (U64 there = marked(group, word); there != 0; there >>= 8U, ++place) {
+      // One place after the other, rather than from one bit to the next, so that the processor can
+      // go on before it knows the bits.
+      if ((there & highBitOfFirst) == 0) continue;
+      Hearer const hearer = hearers[place];
+      if (hearer == nullptr || !hearer->isInterestedIn(group)) continue;
+      bool const isUndisturbed = tell(delivery, *hearer, first, calling<slot>(key));
+      // A notifiee may switch a trace level.
+      if (!isUndisturbed || Trace::isAnythingOn()) [[unlikely]]
+        return place + 1;
+    }
+  }
+  return allTold;
+}
+
+template <auto slot, class Key>
+void NotifieeList::tellRest(Delivery& delivery, Key key, U64 change, std::size_t place,
+                            std::size_t end, std::exception_ptr& first) noexcept {
+  for (Delivery::Walk walk = delivery.walk(place, end); place < end; ++place) {
+    std::size_t const next = walk.next();
+    Hearer const hearer = hearers_[next];
+    if (hearer == nullptr || places_[next].deafUntil >= change) continue;
+    bool const isForAll = !hasGroups<Key> || Trace::isAnythingOn();
+    if (!isForAll && !hearer->isInterestedIn(groupOf(key))) continue;
+    tell(delivery, *hearer, first, calling<slot>(key));
+  }
+}
+
 template <auto slot, class Key>
 inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
                                   std::exception_ptr& first) noexcept {
-  U32 const group = groupOf(key);
-  // Asked again after each notifiee, who may have switched a trace level.
-  auto const isForAll = [] { return !hasGroups<Key> || Trace::isAnythingOn(); };
   delivering_ = true;
   // Whoever registers from here on stands behind `end`.
   std::size_t const end = places_.size();
   std::size_t place = 0;
-  if (delivery.order_ != Delivery::Order::registration) [[unlikely]] {
-    Delivery::Walk walk = delivery.walk(end);
-    for (; place < end; ++place) {
-      auto* const notifiee = hearer(walk.next(), change, group, isForAll());
-      if (notifiee != nullptr) tell<slot>(delivery, *notifiee, key, first);
+  delivery.disturbed_ = false;
+  if (delivery.order_ == Delivery::Order::registration && lastBeginning_ < change) [[likely]] {
+    if (!hasGroups<Key> || selective_ == 0) {
+      place = tellAll<slot>(delivery, key, end, first);
+    } else if (!Trace::isAnythingOn()) {
+      place = tellMarked<slot>(delivery, key, end, first);
     }
-  } else if (isForAllHearers<Key>(change)) {
-    delivery.disturbed_ = false;
-    PtrInterface::NotifieeConst* const* const hearers = hearers_.data();
-    auto* const* at = hearers;
-    for (auto* const* const last = hearers + end; at != last;) {
-      auto* const hearer = *at++;
-      if (hearer != nullptr && !tell<slot>(delivery, *hearer, key, first)) break;
-    }
-    place = static_cast<std::size_t>(at - hearers);
   }
-  while (place < end) {
-    std::size_t const word = place / inWord;
-    bool all = isForAll();
-    U64 there = candidates(place, group, all);
-    while (there != 0) {
-      // One place after the other, rather than from one bit to the next, so that the processor can
-      // go on before it knows the bits.
-      for (; (there & highBitOfFirst) == 0; there >>= 8U) ++place;
-      if (auto* const notifiee = hearer(place, change, group, all)) {
-        tell<slot>(delivery, *notifiee, key, first);
-        if (isForAll() != all) [[unlikely]] {
-          all = !all;
-          there = candidates(place, group, all);
-        }
-      }
-      there >>= 8U;
-      ++place;
-    }
-    place = (word + 1) * inWord;
-    while (!all && place < end && marked(group, place / inWord) == 0) place += inWord;
-  }
+  if (place != allTold) [[unlikely]]
+    tellRest<slot>(delivery, key, change, place, end, first);
   delivery.told_ = nullptr;
   delivering_ = false;
   closeHolesIfMany();
@@ -259,7 +316,7 @@ void Delivery::deliver(Entity const& entity, Undelivered<Key>& undelivered, Key 
 
   running_ = true;
   begun_ = &undelivered;
-  begunKeyBits_ = std::bit_cast<BitsOf<Key>>(key);
+  begunKeyBits_ = bitsOf(key);
   std::exception_ptr first;
   {
     Ptr<Entity const> const held(&entity);
@@ -284,7 +341,7 @@ void Delivery::post(Entity const& entity, Undelivered<Key>& undelivered, Key key
   };
   try {
     changes_.push_back(Change{
-        Ptr<Entity const>(&entity), &undelivered, std::bit_cast<BitsOf<Key>>(key), 0,
+        Ptr<Entity const>(&entity), &undelivered, bitsOf(key), 0,
         [](Delivery& delivery, Change const& change, std::exception_ptr& first) {
           Key const changed = keyOf<Key>(change.keyBits);
           if (change.number != 0) {

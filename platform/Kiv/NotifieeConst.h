@@ -58,6 +58,14 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   /// came by. For keys without groups it has no effect. REQUIRES: the notifiee is not registered.
   void interestIs(U32 group) noexcept { interest_ = group; }
 
+  /// Has notifiees of this one's class that stand one behind the other on the list told through
+  /// `slot`, an operation that the class overrides, in a loop of the class's own, which need not
+  /// call it virtually: there `handle`, a function of a `Notifiee&` and a key without a state of
+  /// its own, is called instead and is to do the same. For the constructor of `Notifiee`, a final
+  /// class. Defined in Kiv/Delivery.h.
+  template <class Notifiee, class Base, class Key, void (Base::*slot)(Key), class Handle>
+  void toldInRowIs(Handle handle) noexcept;
+
   /// Watches `notifier` from now on; null watches nothing. A registration moves along. For derived
   /// classes, which know what their notifications come from. Raises `std::bad_alloc`, with nothing
   /// changed.
@@ -66,11 +74,17 @@ class PtrInterface::NotifieeConst : public PtrInterface {
  private:
   friend class NotifieeList;
 
+  bool isInterestedIn(U32 group) const noexcept {
+    return interest_ == everyGroup || interest_ == group;
+  }
+
   Ptr<PtrInterface const> notifier_;
   /// Where it stands on the notifier's list while it is registered.
   std::size_t place_ = 0;
   U32 interest_ = everyGroup;
   bool registered_ = false;
+  /// Null when it is told by itself.
+  NotifieeList::Row const* row_ = nullptr;
 };
 
 }  // namespace Kiv

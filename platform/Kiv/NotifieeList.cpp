@@ -13,7 +13,8 @@ void NotifieeList::reserve() {
   // What a delivery goes through may move also where a later allocation fails.
   if (delivering_) Delivery::ofThisThread().disturb();
   // The places last: their room stands for all.
-  hearers_.reserve(room);
+  hearers_.reserve(room + 1);
+  if (hearers_.empty()) hearers_.push_back(nullptr);
   marks_.reserve(room / inWord + 1);
   places_.reserve(room);
 }
@@ -68,7 +69,8 @@ void NotifieeList::closeHoles() noexcept {
     ++to;
   }
   places_.resize(to);
-  hearers_.resize(to);
+  hearers_.resize(to + 1);
+  hearers_.back() = nullptr;
   holes_ = 0;
 }
 

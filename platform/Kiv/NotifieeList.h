@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <typeinfo>
 #include <vector>
 
 #include "Kiv/Integers.h"
@@ -24,6 +25,20 @@ class Delivery;
 /// else while it is not disturbed.
 class NotifieeList {
  public:
+  /// Who hears at a place; null when nobody does.
+  using Hearer = PtrInterface::NotifieeConst*;
+
+  /// How notifiees of one class that stand one behind the other are told through one operation, in
+  /// a loop of their class's own. All of them point to it.
+  struct Row {
+    /// `SlotOf` the operation.
+    std::type_info const* slot;
+    /// Tells the one at `at` and those behind it who are of the same row and hear, up to one who
+    /// disturbs the delivery. Returns the place behind the last one told.
+    Hearer const* (*tell)(Delivery& delivery, U64 keyBits, Hearer const* at,
+                          std::exception_ptr& first) noexcept;
+  };
+
   NotifieeList() = default;
   NotifieeList(NotifieeList const&) = delete;
   NotifieeList& operator=(NotifieeList const&) = delete;
@@ -58,12 +73,16 @@ class NotifieeList {
                                       std::exception_ptr& first) noexcept;
 
  private:
+  friend class PtrInterface::NotifieeConst;
+
   /// The first room, and how many holes are left alone.
   static constexpr std::size_t few = 16;
   /// The marks of places stand eight in a word.
   static constexpr std::size_t inWord = 8;
   static constexpr U64 inEachByte = 0x0101010101010101U, highBits = inEachByte << 7U;
   static constexpr U64 highBitOfFirst = 0x80;
+  /// Stands for a place behind all.
+  static constexpr std::size_t allTold = ~std::size_t{0};
 
   struct Place {
     /// Null for a hole.
@@ -78,10 +97,8 @@ class NotifieeList {
   static constexpr U64 everyMark = 0x80, noMark = 0x40;
   void markIs(std::size_t place, U32 interest) noexcept;
 
-  /// The places of a word that somebody has or had (a hole keeps its mark), by the high bits of
-  /// bytes.
-  U64 taken(std::size_t word) const noexcept { return ~marks_[word] << 1U & highBits; }
-  /// Of those, the ones whose interest has the mark of `group` or is in all groups.
+  /// The places of a word, by the high bits of bytes, whose interest has the mark of `group` or is
+  /// in all groups. A hole keeps its mark.
   U64 marked(U32 group, std::size_t word) const noexcept {
     U64 const marks = marks_[word], differences = marks ^ markOf(group) * inEachByte;
     // The subtraction sets the high bit of a byte that is 0, and may set that of a byte above it
@@ -90,30 +107,38 @@ class NotifieeList {
     return (((differences - inEachByte) & ~differences) | marks) & highBits;
   }
 
-  /// The places from `place` to the end of its word that may have to be told of a key of `group`,
-  /// or, with `all`, of any key.
-  U64 candidates(std::size_t place, U32 group, bool all) const noexcept {
-    std::size_t const word = place / inWord;
-    return (all ? taken(word) : marked(group, word)) >> 8 * (place % inWord);
-  }
+  // Three ways to tell those at the places up to `end`. The first two are for changes made after
+  // everybody had begun to hear, in the order of registration; each returns the place from which
+  // the third is to go on, since the delivery was disturbed, or `allTold`.
 
-  /// Whether a change is for every hearer, whoever wants only some group of keys or has begun to
-  /// hear apart.
-  template <class Key>
-  bool isForAllHearers(U64 change) const noexcept {
-    return lastBeginning_ < change && (!hasGroups<Key> || selective_ == 0);
-  }
-
-  /// Who at `place` is to be told of a change, at a key of `group` or, with `all`, whatever the
-  /// key; null when nobody is.
-  PtrInterface::NotifieeConst* hearer(std::size_t place, U64 change, U32 group,
-                                      bool all) const noexcept;
-
-  /// Tells one notifiee; `first` takes what it raises unless it holds an earlier exception. Returns
-  /// whether the delivery is undisturbed.
+  /// Where nobody has an interest in one group alone, or keys have none.
   template <auto slot, class Key>
+  [[gnu::always_inline]] std::size_t tellAll(Delivery& delivery, Key key, std::size_t end,
+                                             std::exception_ptr& first) noexcept;
+  /// While nothing is traced; goes by the marks.
+  template <auto slot, class Key>
+  [[gnu::always_inline]] std::size_t tellMarked(Delivery& delivery, Key key, std::size_t end,
+                                                std::exception_ptr& first) noexcept;
+  /// Looks at each place.
+  template <auto slot, class Key>
+  [[gnu::noinline]] void tellRest(Delivery& delivery, Key key, U64 change, std::size_t place,
+                                  std::size_t end, std::exception_ptr& first) noexcept;
+
+  /// What calls `slot` of a notifiee with `key`.
+  template <auto slot, class Key>
+  static auto calling(Key key) noexcept;
+  /// Tells one notifiee, which `handle` does; `first` takes what that raises unless it holds an
+  /// earlier exception. Returns whether the delivery is undisturbed.
+  template <class Handle>
   [[gnu::always_inline]] static bool tell(Delivery& delivery, PtrInterface::NotifieeConst& notifiee,
-                                          Key key, std::exception_ptr& first) noexcept;
+                                          std::exception_ptr& first, Handle handle) noexcept;
+  /// Whether those of a row are told through `slot` by it.
+  template <auto slot>
+  static bool isOf(Row const& row) noexcept;
+  /// The `tell` of a row.
+  template <class Notifiee, auto slot, class Handle>
+  static Hearer const* tellRow(Delivery& delivery, U64 keyBits, Hearer const* at,
+                               std::exception_ptr& first) noexcept;
   /// Called while the exception of `notifiee` is handled.
   static void hasRaised(PtrInterface::NotifieeConst& notifiee, std::exception_ptr& first) noexcept;
 
@@ -124,8 +149,8 @@ class NotifieeList {
   void closeHoles() noexcept;
 
   std::vector<Place> places_;
-  /// By place, who hears at present; null for the others and for holes.
-  std::vector<PtrInterface::NotifieeConst*> hearers_;
+  /// By place, who hears at present; null for the others and for holes, and behind the last place.
+  std::vector<Hearer> hearers_;
   /// By place, a byte for the notifiee's interest.
   std::vector<U64> marks_;
   std::size_t holes_ = 0;
