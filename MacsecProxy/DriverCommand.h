@@ -80,8 +80,8 @@ class DriverCommand {
     }
     end_ = at + length;
   }
-  /// Copies as many of the first and of the last characters as a `Word` has: all of them when there
-  /// are no more than twice as many.
+  /// Copies as many of the first and of the last characters as a `Word` has. REQUIRES: together
+  /// these are all, and each are no more than there are.
   template <class Word>
   static void copyEnds(char* to, char const* from, std::size_t length) noexcept {
     Word first, last;

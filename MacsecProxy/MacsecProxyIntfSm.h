@@ -52,15 +52,17 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
     KIV_ALLOC_TRACKED
   };
 
-  /// Tells a machine of changes of device names.
+  /// Tells a machine of changes of device names. All machines hear of all of them, and are told in
+  /// one loop.
   class MACSECPROXY_LOCAL KivDeviceIntfStatusDir final
       : public Reactor<Interface::DeviceIntfStatusDir, MacsecProxyIntfSm> {
    public:
     KivDeviceIntfStatusDir(Kiv::Ptr<Interface::DeviceIntfStatusDir const> const& entity,
                            MacsecProxyIntfSm* owner)
         : Reactor(entity, owner) {
-      using Told = Interface::DeviceIntfStatusDir::NotifieeConst;
-      toldInRowIs<KivDeviceIntfStatusDir, Told, Velto::IntfId, &Told::onIntfStatusAndDeviceName>(
+      using Directory = Interface::DeviceIntfStatusDir::NotifieeConst;
+      toldInRowIs<KivDeviceIntfStatusDir, Directory, Velto::IntfId,
+                  &Directory::onIntfStatusAndDeviceName>(
           [](KivDeviceIntfStatusDir& reactor, Velto::IntfId intfId) {
             reactor.onIntfStatusAndDeviceName(intfId);
           });

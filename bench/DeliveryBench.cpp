@@ -31,7 +31,7 @@ struct Listener {
 using Listeners = std::vector<std::unique_ptr<Listener>>;
 
 /// Reactors are of two classes, as those of a coordinator and its machines are: with one class the
-/// compiler would see through the virtual calls.
+/// compiler would see through the peers' virtual calls.
 template <int kind>
 using Kind = std::integral_constant<int, kind>;
 
@@ -55,6 +55,9 @@ class Source : public Kiv::Entity {
   Kiv::WatchedMap<U32, bool, NotifieeConst, &NotifieeConst::onFlag> flags_{*this};
 };
 
+/// Reactors beside each other are told in one loop, as those of machines are for device names, or
+/// each by itself, as those of a coordinator and of a machine are for the configuration.
+template <bool areInRow>
 class Ours {
  public:
   explicit Ours(Listeners const& listeners) {
@@ -74,13 +77,16 @@ class Ours {
   }
 
  private:
-  /// Forwards, and is told in a row, as the machines' reactors for device names.
+  /// Forwards as the reactors of the machines do.
   template <int kind>
   class Reactor final : public Source::NotifieeConst {
    public:
     Reactor(Kiv::Ptr<Source const> const& source, Listener& owner) : owner_(&owner) {
-      toldInRowIs<Reactor, Source::NotifieeConst, U32, &Source::NotifieeConst::onFlag>(
-          [](Reactor& reactor, U32 key) { reactor.onFlag(key); });
+      if constexpr (areInRow) {
+        using Told = Source::NotifieeConst;
+        this->template toldInRowIs<Reactor, Told, U32, &Told::onFlag>(
+            [](Reactor& reactor, U32 key) { reactor.onFlag(key); });
+      }
       notifierIs(source);
       isRegisteredNotifieeIs(true);
     }
@@ -187,7 +193,8 @@ template <class Once>
 void registerSizes(std::string const& name, Once once) {
   for (U32 const reactors : {8U, 64U, 512U}) {
     Registration({.name = name + std::to_string(reactors) + " reactors"},
-                 contender<Telling<Ours>>("delivery", once, reactors))
+                 contender<Telling<Ours<true>>>("delivery", once, reactors))
+        .beside({}, {contender<Telling<Ours<false>>>("each by itself", once, reactors)})
         .beside({1.6, 2.5}, {contender<Telling<Vector>>("vector of pointers", once, reactors)})
         .beside({0.10, 0.15},
                 {contender<Signals>("boost::signals2", once, reactors),

@@ -75,7 +75,7 @@ class World {
  private:
   class Probe : public Notifiee {
    public:
-    Probe(World& world, char name) : Notifiee(world.config), world_(world), name_(1, name) {}
+    Probe(World& world, char name) : Notifiee(world.config), name_(1, name), world_(world) {}
     ~Probe() override { world_.note('~' + name_); }
     void onProxyConfig(IntfId key) override {
       auto const entry = static_cast<Config const&>(*notifier()).proxyConfig(key);
@@ -87,12 +87,14 @@ class World {
     void onZeroReferences() override { world_.note('0' + name_); }
 
    protected:
-    World& world_;
     std::string name_;
+
+   private:
+    World& world_;
   };
 
-  /// Two in a row are of one class, those behind them of another, and the next ones are told each
-  /// by itself.
+  /// Names go in pairs: one pair is told in the loop of one class, the next in that of another, the
+  /// third each by itself.
   static int kindOf(char name) { return name / 2 % 3; }
   template <int kind>
   class InRow final : public Probe {
@@ -102,7 +104,7 @@ class World {
           [](InRow& one, IntfId key) { one.onProxyConfig(key); });
     }
     void onProxyConfig(IntfId key) override {
-      EXPECT_EQ(kindOf(this->name_[0]), kind);
+      EXPECT_EQ(kindOf(name_[0]), kind);
       Probe::onProxyConfig(key);
     }
   };
@@ -200,14 +202,17 @@ TEST(Delivery, ToldToTheLetter) {
   });
 }
 
-/// Writes down the keys that it is told of, those of patch sub-interfaces with a mark. Hearers
-/// beside each other are a row for the others.
+/// Writes down the keys that it is told of: those of patch sub-interfaces with a mark, and with
+/// another one, for once, those that come through the loop for hearers beside each other.
 class Hearer final : public Notifiee {
  public:
   explicit Hearer(Ptr<Config> const& config, U32 interest = Kiv::everyGroup)
       : Notifiee(config, interest) {
     toldInRowIs<Hearer, NotifieeConst, IntfId, &NotifieeConst::onProxyConfig>(
-        [](Hearer& one, IntfId key) { one.onProxyConfig(key); });
+        [](Hearer& one, IntfId key) {
+          one.heard += '>';
+          one.onProxyConfig(key);
+        });
   }
 
   void onProxyConfig(IntfId key) override {
@@ -271,6 +276,22 @@ TEST(Delivery, AnInterestInAGroupOfKeysWhileNothingIsTraced) {
     EXPECT_EQ(change() + others.back()->heard, all + '|' + all + '|' + all + all);
     Kiv::Trace::levelIs("Any", 3, false);
   });
+}
+
+TEST(Delivery, NeighboursOfOneClassAreToldInOneLoop) {
+  auto const config = Config::ConfigIs();
+  std::vector<Ptr<Hearer>> hearers;
+  while (hearers.size() < 3) hearers.push_back(Kiv::makeNew<Hearer>(config));
+  // The loop ends with who disturbs, is not for other operations, nor for a list with interests.
+  hearers[0]->actsAt = IntfId("b");
+  hearers[0]->act = [&] { hearers.push_back(Kiv::makeNew<Hearer>(config)); };
+  for (char const* key : {"a", "b", "c"}) config->proxyConfigIs(IntfId(key), IntfId(), IntfId());
+  config->patchIntfIs(IntfId("p"), IntfId());
+  auto const other = Kiv::makeNew<Hearer>(config, Velto::SubIntfId::groupOfSubIntfs(IntfId("z")));
+  config->proxyConfigIs(IntfId("d"), IntfId(), IntfId());
+  std::string all;
+  for (auto const& hearer : hearers) all += hearer->heard + '|';
+  EXPECT_EQ(all, ">a >b >c *p d |>a b >c *p d |>a b >c *p d |>c *p d |");
 }
 
 TEST(Delivery, ANewMemberIsAChangeAlsoWhenItsValueIsBlank) {

@@ -68,11 +68,11 @@ class IntfId {
 
   constexpr IntfId(U32 number, U32 parent) noexcept : number_(number), parent_(parent) {}
 
-  /// `parent_`, of an identifier that came in one register. Compilers read a member out of that by
-  /// way of memory, and shift when asked to.
+  /// `parent_`, for an identifier that was passed in one register: compilers read the member by way
+  /// of the stack, and shift when asked to. Loops over many identifiers read the member.
   U32 parent() const noexcept {
-    constexpr U32 at = std::endian::native == std::endian::little ? 32 : 0;
-    return static_cast<U32>(std::bit_cast<U64>(*this) >> at);
+    constexpr U32 shift = std::endian::native == std::endian::little ? 32 : 0;
+    return static_cast<U32>(std::bit_cast<U64>(*this) >> shift);
   }
   /// The parent's number, of an identifier that is itself somebody's parent.
   U32 lookUpParent() const noexcept;

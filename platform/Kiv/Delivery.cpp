@@ -27,7 +27,8 @@ void Delivery::orderIs(Order order, U64 seed) noexcept {
 }
 
 Delivery::Walk Delivery::walk(std::size_t first, std::size_t end) noexcept {
-  if (order_ == Order::registration) return {end, first, 1};
+  // What has begun in the order of registration goes on in it.
+  if (order_ == Order::registration || first != 0) return {end, first, 1};
   // A stride of all but one is a step back.
   if (order_ == Order::reverse || end < 2) return {end, end - 1, end - 1};
   // A step of Knuth's generator, whose high bits are the good ones. A stride that has no divisor in

@@ -119,7 +119,8 @@ class Delivery {
 
     std::size_t next() noexcept {
       std::size_t const here = place;
-      place = (place + stride) % size;
+      place += stride;
+      if (place >= size) place -= size;
       return here;
     }
   };
@@ -156,8 +157,8 @@ class Delivery {
   /// it then takes no call.
   [[gnu::tls_model("initial-exec")]] static constinit thread_local Delivery* ofThisThread_;
 
-  /// Set while a handler runs: the notifiee that is being told. The loop that calls the handler
-  /// sees from a null that the last reference to it has become the delivery's.
+  /// The notifiee that is being told, while its handler runs. `NotifieeList::tell` sees from a null
+  /// that the last reference to it has become the delivery's.
   PtrInterface::NotifieeConst* told_ = nullptr;
   bool disturbed_ = false;
   /// The collection and the key of the change that is being delivered without having been posted;
@@ -172,12 +173,12 @@ class Delivery {
   U64 seed_ = 0;
 };
 
-/// An operation through which notifiees are told; the type stands for it where the classes of
-/// several libraries meet, since pointers to virtual functions do not compare.
-template <auto slot>
-struct SlotOf;
-template <class N, class K, void (N::*slot)(K)>
-struct SlotOf<slot> {
+/// The parts of an operation through which notifiees are told. The type stands for it where classes
+/// of several libraries meet: whether pointers to a virtual function are equal is unspecified.
+template <auto operation>
+struct Operation;
+template <class N, class K, void (N::*operation)(K)>
+struct Operation<operation> {
   using Notifiee = N;
   using Key = K;
 };
@@ -185,15 +186,16 @@ struct SlotOf<slot> {
 template <class Notifiee, class Base, class Key, void (Base::*slot)(Key), class Handle>
 void PtrInterface::NotifieeConst::toldInRowIs(Handle /*handle*/) noexcept {
   static_assert(std::is_final_v<Notifiee> && std::is_base_of_v<Base, Notifiee>);
-  static constexpr NotifieeList::Row row{&typeid(SlotOf<slot>),
+  static_assert(std::is_empty_v<Handle> && std::is_default_constructible_v<Handle>);
+  static constexpr NotifieeList::Row row{&typeid(Operation<slot>),
                                          &NotifieeList::tellRow<Notifiee, slot, Handle>};
   row_ = &row;
 }
 
 template <auto slot, class Key>
-inline auto NotifieeList::calling(Key key) noexcept {
+inline auto NotifieeList::callOf(Key key) noexcept {
   return [key](PtrInterface::NotifieeConst& notifiee) {
-    (static_cast<typename SlotOf<slot>::Notifiee&>(notifiee).*slot)(key);
+    (static_cast<typename Operation<slot>::Notifiee&>(notifiee).*slot)(key);
   };
 }
 
@@ -212,40 +214,47 @@ inline bool NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& 
   return false;
 }
 
-template <class Notifiee, auto slot, class Handle>
-NotifieeList::Hearer const* NotifieeList::tellRow(Delivery& delivery, U64 keyBits, Hearer const* at,
-                                                  std::exception_ptr& first) noexcept {
-  auto const handle = [key = Delivery::keyOf<typename SlotOf<slot>::Key>(keyBits)](auto& notifiee) {
-    Handle{}(static_cast<Notifiee&>(notifiee), key);
-  };
+template <class Handle>
+inline NotifieeList::Hearer const* NotifieeList::tellNeighbours(Delivery& delivery,
+                                                                Hearer const* at,
+                                                                std::exception_ptr& first,
+                                                                Handle handle) noexcept {
   Hearer hearer = *at;
   Row const* const row = hearer->row_;
   do {
     ++at;
     if (!tell(delivery, *hearer, first, handle)) break;
+    // A null stands behind the last place.
     hearer = *at;
   } while (hearer != nullptr && hearer->row_ == row);
   return at;
 }
 
+template <class Notifiee, auto slot, class Handle>
+NotifieeList::Hearer const* NotifieeList::tellRow(Delivery& delivery, U64 keyBits, Hearer const* at,
+                                                  std::exception_ptr& first) noexcept {
+  auto const key = Delivery::keyOf<typename Operation<slot>::Key>(keyBits);
+  return tellNeighbours(delivery, at, first,
+                        [key](auto& notifiee) { Handle{}(static_cast<Notifiee&>(notifiee), key); });
+}
+
 template <auto slot>
-inline bool NotifieeList::isOf(Row const& row) noexcept {
-  return row.slot == &typeid(SlotOf<slot>) || *row.slot == typeid(SlotOf<slot>);
+inline bool NotifieeList::tellsThrough(Row const& row) noexcept {
+  return row.operation == &typeid(Operation<slot>) || *row.operation == typeid(Operation<slot>);
 }
 
 template <auto slot, class Key>
 inline std::size_t NotifieeList::tellAll(Delivery& delivery, Key key, std::size_t end,
                                          std::exception_ptr& first) noexcept {
-  Hearer const *const hearers = hearers_.data(), *at = hearers;
-  for (auto* const last = hearers + end; at != last && !delivery.disturbed_;) {
-    Hearer const hearer = *at;
-    if (hearer == nullptr) {
+  Hearer const* const hearers = hearers_.data();
+  Hearer const* at = hearers;
+  while (at != hearers + end && !delivery.disturbed_) {
+    if (*at == nullptr) {
       ++at;
-    } else if (hearer->row_ != nullptr && isOf<slot>(*hearer->row_)) {
-      at = hearer->row_->tell(delivery, Delivery::bitsOf(key), at, first);
+    } else if (Row const* const row = (*at)->row_; row != nullptr && tellsThrough<slot>(*row)) {
+      at = row->tell(delivery, Delivery::bitsOf(key), at, first);
     } else {
-      tell(delivery, *hearer, first, calling<slot>(key));
-      ++at;
+      at = tellNeighbours(delivery, at, first, callOf<slot>(key));
     }
   }
   return at == hearers + end ? allTold : static_cast<std::size_t>(at - hearers);
@@ -265,9 +274,8 @@ inline std::size_t NotifieeList::tellMarked(Delivery& delivery, Key key, std::si
       if ((there & highBitOfFirst) == 0) continue;
       Hearer const hearer = hearers[place];
       if (hearer == nullptr || !hearer->isInterestedIn(group)) continue;
-      bool const isUndisturbed = tell(delivery, *hearer, first, calling<slot>(key));
-      // A notifiee may switch a trace level.
-      if (!isUndisturbed || Trace::isAnythingOn()) [[unlikely]]
+      // The notifiee may have switched a trace level.
+      if (!tell(delivery, *hearer, first, callOf<slot>(key)) || Trace::isAnythingOn()) [[unlikely]]
         return place + 1;
     }
   }
@@ -277,13 +285,14 @@ inline std::size_t NotifieeList::tellMarked(Delivery& delivery, Key key, std::si
 template <auto slot, class Key>
 void NotifieeList::tellRest(Delivery& delivery, Key key, U64 change, std::size_t place,
                             std::size_t end, std::exception_ptr& first) noexcept {
+  U32 const group = groupOf(key);
   for (Delivery::Walk walk = delivery.walk(place, end); place < end; ++place) {
     std::size_t const next = walk.next();
     Hearer const hearer = hearers_[next];
     if (hearer == nullptr || places_[next].deafUntil >= change) continue;
-    bool const isForAll = !hasGroups<Key> || Trace::isAnythingOn();
-    if (!isForAll && !hearer->isInterestedIn(groupOf(key))) continue;
-    tell(delivery, *hearer, first, calling<slot>(key));
+    if (!hasGroups<Key> || Trace::isAnythingOn() || hearer->isInterestedIn(group)) {
+      tell(delivery, *hearer, first, callOf<slot>(key));
+    }
   }
 }
 

@@ -25,6 +25,8 @@ void PtrInterface::NotifieeConst::zeroReferencesIs(bool zero) {
       return;
     }
     if (registered_) notifier_->notifieeList()->hearsIs(*this, false);
+    // What is left of it after its class's destructor is told by itself, if at all.
+    row_ = nullptr;
     onZeroReferences();
   }
   PtrInterface::zeroReferencesIs(zero);

@@ -58,11 +58,13 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   /// came by. For keys without groups it has no effect. REQUIRES: the notifiee is not registered.
   void interestIs(U32 group) noexcept { interest_ = group; }
 
-  /// Has notifiees of this one's class that stand one behind the other on the list told through
-  /// `slot`, an operation that the class overrides, in a loop of the class's own, which need not
-  /// call it virtually: there `handle`, a function of a `Notifiee&` and a key without a state of
-  /// its own, is called instead and is to do the same. For the constructor of `Notifiee`, a final
-  /// class. Defined in Kiv/Delivery.h.
+  /// Lets notifiees of this class that stand one behind the other on the list be told through
+  /// `slot`, an operation that the class overrides, in one loop, which calls
+  /// `handle(notifiee, key)` instead. It only saves time: where the loop does not serve (another
+  /// order, a list that changes under the delivery, anybody on it with an interest in one group)
+  /// the operation itself is called, so both are to do the same. One operation for each notifiee; a
+  /// later call replaces it. REQUIRES: this is being constructed, as a `Notifiee`, and `handle`
+  /// captures nothing. Defined in Kiv/Delivery.h.
   template <class Notifiee, class Base, class Key, void (Base::*slot)(Key), class Handle>
   void toldInRowIs(Handle handle) noexcept;
 
@@ -83,7 +85,7 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   std::size_t place_ = 0;
   U32 interest_ = everyGroup;
   bool registered_ = false;
-  /// Null when it is told by itself.
+  /// How it is told with its neighbours; null when each is told by itself.
   NotifieeList::Row const* row_ = nullptr;
 };
 

@@ -22,6 +22,7 @@ void NotifieeList::reserve() {
 void NotifieeList::notifieeIs(PtrInterface::NotifieeConst& notifiee, bool hears) noexcept {
   notifiee.place_ = places_.size();
   places_.push_back({&notifiee, 0});
+  // The null that was behind the last place is the newcomer's now.
   hearers_.push_back(nullptr);
   markIs(notifiee.place_, notifiee.interest_);
   if (notifiee.interest_ != everyGroup) ++selective_;

@@ -13,32 +13,18 @@ namespace Kiv {
 
 class Delivery;
 
-/// The notifiees that are registered with one entity, in the order of registration, and the loop
-/// that delivers one change to them.
+/// The notifiees that are registered with one entity, in the order of registration, and the loops
+/// that deliver one change to them.
 ///
 /// The list may change under a delivery: a notifiee that registers is appended and, having
 /// registered after the change was made, passed over; one that goes leaves a hole behind, a place
 /// that hears nothing. Once nothing is being delivered, holes that outnumber the notifiees are
 /// closed. Nothing is copied, nothing allocated and no count touched to deliver a change.
 ///
-/// Whoever changes the list under a delivery says so to the delivery, whose loop looks for nothing
-/// else while it is not disturbed.
+/// Whoever changes the list under a delivery says so to the delivery: the quick loops end there,
+/// and one that looks at each place goes on.
 class NotifieeList {
  public:
-  /// Who hears at a place; null when nobody does.
-  using Hearer = PtrInterface::NotifieeConst*;
-
-  /// How notifiees of one class that stand one behind the other are told through one operation, in
-  /// a loop of their class's own. All of them point to it.
-  struct Row {
-    /// `SlotOf` the operation.
-    std::type_info const* slot;
-    /// Tells the one at `at` and those behind it who are of the same row and hear, up to one who
-    /// disturbs the delivery. Returns the place behind the last one told.
-    Hearer const* (*tell)(Delivery& delivery, U64 keyBits, Hearer const* at,
-                          std::exception_ptr& first) noexcept;
-  };
-
   NotifieeList() = default;
   NotifieeList(NotifieeList const&) = delete;
   NotifieeList& operator=(NotifieeList const&) = delete;
@@ -75,6 +61,19 @@ class NotifieeList {
  private:
   friend class PtrInterface::NotifieeConst;
 
+  /// Who hears at a place; null when nobody does.
+  using Hearer = PtrInterface::NotifieeConst*;
+
+  /// How notifiees of one class that stand one behind the other are told through one operation, in
+  /// a loop of their class's own. Each of them points to it.
+  struct Row {
+    /// That of the `Operation`.
+    std::type_info const* operation;
+    /// `tellNeighbours`, with the class's own function.
+    Hearer const* (*tell)(Delivery& delivery, U64 keyBits, Hearer const* at,
+                          std::exception_ptr& first) noexcept;
+  };
+
   /// The first room, and how many holes are left alone.
   static constexpr std::size_t few = 16;
   /// The marks of places stand eight in a word.
@@ -107,9 +106,10 @@ class NotifieeList {
     return (((differences - inEachByte) & ~differences) | marks) & highBits;
   }
 
-  // Three ways to tell those at the places up to `end`. The first two are for changes made after
-  // everybody had begun to hear, in the order of registration; each returns the place from which
-  // the third is to go on, since the delivery was disturbed, or `allTold`.
+  // Three ways to tell those at the places up to `end`. The first two are for the order of
+  // registration, and for changes made after everybody had begun to hear; each returns the place
+  // from which the third goes on when a notifiee has disturbed the delivery or switched tracing on,
+  // or `allTold`. The third serves all else.
 
   /// Where nobody has an interest in one group alone, or keys have none.
   template <auto slot, class Key>
@@ -124,17 +124,22 @@ class NotifieeList {
   [[gnu::noinline]] void tellRest(Delivery& delivery, Key key, U64 change, std::size_t place,
                                   std::size_t end, std::exception_ptr& first) noexcept;
 
-  /// What calls `slot` of a notifiee with `key`.
+  /// A function that calls `slot` of a notifiee, virtually, with `key`.
   template <auto slot, class Key>
-  static auto calling(Key key) noexcept;
+  static auto callOf(Key key) noexcept;
   /// Tells one notifiee, which `handle` does; `first` takes what that raises unless it holds an
   /// earlier exception. Returns whether the delivery is undisturbed.
   template <class Handle>
   [[gnu::always_inline]] static bool tell(Delivery& delivery, PtrInterface::NotifieeConst& notifiee,
                                           std::exception_ptr& first, Handle handle) noexcept;
-  /// Whether those of a row are told through `slot` by it.
   template <auto slot>
-  static bool isOf(Row const& row) noexcept;
+  static bool tellsThrough(Row const& row) noexcept;
+  /// Tells the one at `at`, and those behind it who hear and are of the same row or, like it, of
+  /// none, up to one who disturbs the delivery. Returns the place behind the last one told.
+  template <class Handle>
+  [[gnu::always_inline]] static Hearer const* tellNeighbours(Delivery& delivery, Hearer const* at,
+                                                             std::exception_ptr& first,
+                                                             Handle handle) noexcept;
   /// The `tell` of a row.
   template <class Notifiee, auto slot, class Handle>
   static Hearer const* tellRow(Delivery& delivery, U64 keyBits, Hearer const* at,
@@ -149,7 +154,8 @@ class NotifieeList {
   void closeHoles() noexcept;
 
   std::vector<Place> places_;
-  /// By place, who hears at present; null for the others and for holes, and behind the last place.
+  /// By place, who hears at present, null for the others and for holes; and one null more, where
+  /// rows end.
   std::vector<Hearer> hearers_;
   /// By place, a byte for the notifiee's interest.
   std::vector<U64> marks_;
