@@ -46,6 +46,10 @@ class Notifiee : public Config::NotifieeConst {
 /// has steps done once, when that word comes into the log.
 class World {
  public:
+  /// With `interests`, those told each by itself have an interest in the keys without a parent, as
+  /// all are.
+  explicit World(bool interests = false) : interests_(interests) {}
+
   void run(std::string const& steps) {
     std::istringstream words(steps);
     for (std::string word; words >> word;) {
@@ -75,7 +79,8 @@ class World {
  private:
   class Probe : public Notifiee {
    public:
-    Probe(World& world, char name) : Notifiee(world.config), name_(1, name), world_(world) {}
+    Probe(World& world, char name, U32 interest = Kiv::everyGroup)
+        : Notifiee(world.config, interest), name_(1, name), world_(world) {}
     ~Probe() override { world_.note('~' + name_); }
     void onProxyConfig(IntfId key) override {
       auto const entry = static_cast<Config const&>(*notifier()).proxyConfig(key);
@@ -111,7 +116,7 @@ class World {
   Ptr<Probe> make(char name) {
     if (kindOf(name) == 0) return Kiv::makeNew<InRow<0>>(*this, name);
     if (kindOf(name) == 1) return Kiv::makeNew<InRow<1>>(*this, name);
-    return Kiv::makeNew<Probe>(*this, name);
+    return Kiv::makeNew<Probe>(*this, name, interests_ ? IntfId().group() : Kiv::everyGroup);
   }
 
   void change(Config& entity, std::string const& word) try {
@@ -127,6 +132,7 @@ class World {
     if (auto const steps = when_.extract(word)) run(steps.mapped());
   }
 
+  bool interests_;
   std::map<std::string, std::string> when_;
   std::map<char, Ptr<Probe>> probes_;
 };
@@ -182,19 +188,21 @@ Case const cases[] = {
      "Ax=k Bx=k Cx=k Ax- Bx- !B Cx- Ax=m Bx=m !B Cx=m !!removal"},
 };
 
-/// Has `test` run in both orders of delivery.
+/// Has `test` run in both orders of delivery, with interests and without.
 template <class Test>
-void inBothOrders(Test test) {
-  test(false);
-  Delivery::orderIs(Delivery::Order::reverse);
-  test(true);
-  Delivery::orderIs(Delivery::Order::registration);
+void inAllWays(Test test) {
+  for (bool const interests : {false, true}) {
+    test(false, interests);
+    Delivery::orderIs(Delivery::Order::reverse);
+    test(true, interests);
+    Delivery::orderIs(Delivery::Order::registration);
+  }
 }
 
 TEST(Delivery, ToldToTheLetter) {
-  inBothOrders([](bool reverse) {
+  inAllWays([](bool reverse, bool interests) {
     for (Case const& c : cases) {
-      World w;
+      World w(interests);
       w.run(reverse ? "+C +B +A" : "+A +B +C");
       w.run(c.steps);
       EXPECT_EQ(w.log, reverse ? c.reverseLog : c.log) << c.steps;
@@ -230,7 +238,7 @@ class Hearer final : public Notifiee {
 };
 
 TEST(Delivery, AnInterestInAGroupOfKeysWhileNothingIsTraced) {
-  inBothOrders([](bool reverse) {
+  inAllWays([](bool reverse, bool /*interests*/) {
     Kiv::TraceHandle const handle("Any", false);
     auto const config = Config::ConfigIs();
     std::vector<Ptr<Hearer>> others;
@@ -306,8 +314,8 @@ std::string const all = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrs
 
 /// Many notifiees that come and go during deliveries, against the list of who should be told.
 TEST(Delivery, GeneratedComingAndGoing) {
-  inBothOrders([](bool reverse) {
-    World w;
+  inAllWays([](bool reverse, bool interests) {
+    World w(interests);
     std::string registered = all;
     for (char const name : all) w.run({'+', name});
     std::mt19937 random(1);
