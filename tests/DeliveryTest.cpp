@@ -291,9 +291,16 @@ TEST(Delivery, NeighboursOfOneClassAreToldInOneLoop) {
   std::vector<Ptr<Hearer>> hearers;
   while (hearers.size() < 3) hearers.push_back(Kiv::makeNew<Hearer>(config));
   // The loop ends with who disturbs, is not for other operations, nor for a list with interests.
+  // Another order is for the deliveries to come.
   hearers[0]->actsAt = IntfId("b");
-  hearers[0]->act = [&] { hearers.push_back(Kiv::makeNew<Hearer>(config)); };
-  for (char const* key : {"a", "b", "c"}) config->proxyConfigIs(IntfId(key), IntfId(), IntfId());
+  hearers[0]->act = [&] {
+    hearers.push_back(Kiv::makeNew<Hearer>(config));
+    Delivery::orderIs(Delivery::Order::drawn, 2);
+  };
+  for (char const* key : {"a", "b", "c"}) {
+    config->proxyConfigIs(IntfId(key), IntfId(), IntfId());
+    Delivery::orderIs(Delivery::Order::registration);
+  }
   config->patchIntfIs(IntfId("p"), IntfId());
   auto const other = Kiv::makeNew<Hearer>(config, Velto::SubIntfId::groupOfSubIntfs(IntfId("z")));
   config->proxyConfigIs(IntfId("d"), IntfId(), IntfId());
