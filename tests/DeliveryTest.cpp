@@ -309,6 +309,30 @@ TEST(Delivery, NeighboursOfOneClassAreToldInOneLoop) {
   EXPECT_EQ(all, ">a >b >c *p d |>a b >c *p d |>a b >c *p d |>c *p d |");
 }
 
+TEST(Delivery, WhatIsLeftOfANotifieeIsToldByItself) {
+  struct Returning : Notifiee {
+    Returning(Ptr<Config> const& config, int& told)
+        : Notifiee(config), config_(config), told_(told) {}
+    ~Returning() override {
+      isRegisteredNotifieeIs(false);
+      isRegisteredNotifieeIs(true);
+      config_->proxyConfigIs(IntfId("a"), IntfId(), IntfId());
+    }
+    void onProxyConfig(IntfId /*key*/) override { ++told_; }
+    Ptr<Config> const config_;
+    int& told_;
+  };
+  struct InRow final : Returning {
+    InRow(Ptr<Config> const& config, int& told) : Returning(config, told) {
+      toldInRowIs<InRow, NotifieeConst, IntfId, &NotifieeConst::onProxyConfig>(
+          [](InRow& /*gone*/, IntfId /*key*/) { ADD_FAILURE(); });
+    }
+  };
+  int told = 0;
+  Kiv::makeNew<InRow>(Config::ConfigIs(), told);
+  EXPECT_EQ(told, 1);
+}
+
 TEST(Delivery, ANewMemberIsAChangeAlsoWhenItsValueIsBlank) {
   auto const config = Config::ConfigIs();
   auto const hearer = Kiv::makeNew<Hearer>(config, Kiv::everyGroup);
