@@ -6,6 +6,7 @@
 #include "Allocations.h"
 #include "Bridging/Dot1qEncap.h"
 #include "Interface/EthIntfStatus.h"
+#include "MacsecProxy/DriverCommand.h"
 #include "Threads.h"
 #include "Velto/SubIntfId.h"
 
@@ -102,6 +103,18 @@ TEST(Values, IdentifiersFromSeveralThreads) {
   std::ranges::sort(met[0]);
   EXPECT_LT(IntfId(), met[0].front());
   EXPECT_EQ(std::ranges::adjacent_find(met[0], std::greater_equal<>()), met[0].end());
+}
+
+TEST(DriverCommand, ATextOfAnyLengthIsCopiedWholeOrCutOff) {
+  std::string text;
+  for (int at = 0; at < 150; ++at) {
+    MacsecProxy::DriverCommand command("name");
+    command.field(text).field(4094U);
+    std::string expected = ("name " + text + " 4094").substr(0, 127);
+    expected.resize(command.bufferLength);
+    EXPECT_EQ(std::string(command.buffer(), command.bufferLength), expected);
+    text += static_cast<char>('0' + at % 75);
+  }
 }
 
 }  // namespace
