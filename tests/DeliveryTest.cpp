@@ -210,8 +210,9 @@ TEST(Delivery, ToldToTheLetter) {
   });
 }
 
-/// Writes down the keys that it is told of: those of patch sub-interfaces with a mark, and with
-/// another one, for once, those that come through the loop for hearers beside each other.
+/// Writes down the keys that it is told of, those of patch sub-interfaces with a mark. What comes
+/// through the loop for hearers beside each other gets another one, though the loop and the
+/// operation are to do the same, so that it shows.
 class Hearer final : public Notifiee {
  public:
   explicit Hearer(Ptr<Config> const& config, U32 interest = Kiv::everyGroup)
