@@ -1,8 +1,10 @@
 #include "Kiv/Delivery.h"
 
 #include <cstddef>
+#include <exception>
 #include <new>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 namespace Kiv {
@@ -40,12 +42,11 @@ Delivery::Walk Delivery::walk(std::size_t first, std::size_t end) noexcept {
 }
 
 void Delivery::run() {
-  if (running_) return;
-  running_ = true;
-  finish(nullptr);
+  if (isIdle()) finish();
 }
 
-void Delivery::finish(std::exception_ptr first) {
+void Delivery::finish() {
+  begun_ = this;
   while (next_ < changes_.size()) {
     // Taken out, since a handler may post further changes and so move the array.
     Change change = std::move(changes_[next_++]);
@@ -53,15 +54,15 @@ void Delivery::finish(std::exception_ptr first) {
       try {
         if (change.carryOut()) change.number = change.entity->notifieeList()->changeIs();
       } catch (...) {
-        if (!first) first = std::current_exception();
+        keepException();
       }
     }
-    change.deliver(*this, change, first);
+    change.deliver(*this, change);
   }
   changes_.clear();
   next_ = 0;
-  running_ = false;
-  if (first) std::rethrow_exception(first);
+  begun_ = nullptr;
+  if (first_) std::rethrow_exception(std::exchange(first_, nullptr));
 }
 
 }  // namespace Kiv

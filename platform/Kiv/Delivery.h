@@ -60,7 +60,7 @@ class Delivery {
   }
 
   /// Whether nothing is being delivered and nothing is waiting for it.
-  bool isIdle() const noexcept { return !running_; }
+  bool isIdle() const noexcept { return begun_ == nullptr; }
 
   /// Delivers a change at `key` of a collection of `entity`, just made, through `slot`, and what
   /// the handlers post. Raises the first exception that a notifiee or a postponed change raised.
@@ -106,7 +106,7 @@ class Delivery {
     /// The change's number among those of its entity; 0 while there is nothing to tell.
     U64 number;
     /// Tells the notifiees and counts the change as delivered.
-    void (*deliver)(Delivery& delivery, Change const& change, std::exception_ptr& first);
+    void (*deliver)(Delivery& delivery, Change const& change);
     /// Set while the change itself is postponed.
     std::function<bool()> carryOut;
   };
@@ -150,8 +150,13 @@ class Delivery {
   template <class Key>
   static void countDelivered(Undelivered<Key>& undelivered, Key key) noexcept;
 
-  /// Delivers everything posted, and ends the delivery in progress.
-  void finish(std::exception_ptr first);
+  /// Delivers everything posted, and ends the delivery in progress. Raises the first exception.
+  void finish();
+
+  /// Keeps the exception that is being handled, unless there is an earlier one.
+  void keepException() noexcept {
+    if (!first_) first_ = std::current_exception();
+  }
 
   /// Small enough for every thread's static block, also when the library is loaded late; reaching
   /// it then takes no call.
@@ -162,13 +167,14 @@ class Delivery {
   PtrInterface::NotifieeConst* told_ = nullptr;
   bool disturbed_ = false;
   /// The collection and the key of the change that is being delivered without having been posted;
-  /// null while there is none.
+  /// this delivery itself while it delivers what was, and null while it is idle.
   void const* begun_ = nullptr;
   U64 begunKeyBits_ = 0;
   /// Changes still to deliver, from `next_` on.
   std::vector<Change> changes_;
   std::size_t next_ = 0;
-  bool running_ = false;
+  /// What the delivery in progress will raise.
+  std::exception_ptr first_;
   Order order_ = Order::registration;
   U64 seed_ = 0;
 };
@@ -190,6 +196,7 @@ void PtrInterface::NotifieeConst::toldInRowIs(Handle /*handle*/) noexcept {
   static constexpr NotifieeList::Row row{&typeid(Operation<slot>),
                                          &NotifieeList::tellRow<Notifiee, slot, Handle>};
   row_ = &row;
+  if (registered_) notifier_->notifieeList()->rowIs(*this);
 }
 
 template <auto slot, class Key>
@@ -201,12 +208,12 @@ inline auto NotifieeList::callOf(Key key) noexcept {
 
 template <class Handle>
 inline bool NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& notifiee,
-                               std::exception_ptr& first, Handle handle) noexcept {
+                               Handle handle) noexcept {
   delivery.told_ = &notifiee;
   try {
     handle(notifiee);
   } catch (...) {
-    hasRaised(notifiee, first);
+    hasRaised(delivery, notifiee);
   }
   if (!delivery.disturbed_) [[likely]]
     return true;
@@ -217,52 +224,53 @@ inline bool NotifieeList::tell(Delivery& delivery, PtrInterface::NotifieeConst& 
 template <class Handle>
 inline NotifieeList::Hearer const* NotifieeList::tellNeighbours(Delivery& delivery,
                                                                 Hearer const* at,
-                                                                std::exception_ptr& first,
                                                                 Handle handle) noexcept {
-  Hearer hearer = *at;
-  Row const* const row = hearer->row_;
+  Row const* const row = at->row;
   do {
-    ++at;
-    if (!tell(delivery, *hearer, first, handle)) break;
-    // A null stands behind the last place.
-    hearer = *at;
-  } while (hearer != nullptr && hearer->row_ == row);
+    if (!tell(delivery, *(at++)->notifiee, handle)) break;
+    // Nobody stands behind the last place.
+  } while (at->row == row);
   return at;
 }
 
 template <class Notifiee, auto slot, class Handle>
-NotifieeList::Hearer const* NotifieeList::tellRow(Delivery& delivery, U64 keyBits, Hearer const* at,
-                                                  std::exception_ptr& first) noexcept {
+NotifieeList::Hearer const* NotifieeList::tellRow(Delivery& delivery, U64 keyBits,
+                                                  Hearer const* at) noexcept {
   auto const key = Delivery::keyOf<typename Operation<slot>::Key>(keyBits);
-  return tellNeighbours(delivery, at, first,
+  return tellNeighbours(delivery, at,
                         [key](auto& notifiee) { Handle{}(static_cast<Notifiee&>(notifiee), key); });
 }
 
 template <auto slot>
 inline bool NotifieeList::tellsThrough(Row const& row) noexcept {
-  return row.operation == &typeid(Operation<slot>) || *row.operation == typeid(Operation<slot>);
+  return row.operation == &typeid(Operation<slot>) ||
+         (row.operation != nullptr && *row.operation == typeid(Operation<slot>));
 }
 
 template <auto slot, class Key>
-inline std::size_t NotifieeList::tellAll(Delivery& delivery, Key key, std::size_t end,
-                                         std::exception_ptr& first) noexcept {
+NotifieeList::Hearer const* NotifieeList::tellEach(Delivery& delivery, Key key,
+                                                   Hearer const* at) noexcept {
+  return tellNeighbours(delivery, at, callOf<slot>(key));
+}
+
+template <auto slot, class Key>
+inline std::size_t NotifieeList::tellAll(Delivery& delivery, Key key, std::size_t end) noexcept {
   Hearer const* const hearers = hearers_.data();
   Hearer const* at = hearers;
   while (at != hearers + end && !delivery.disturbed_) {
-    if (*at == nullptr) {
+    if (at->row == nullptr) {
       ++at;
-    } else if (Row const* const row = (*at)->row_; row != nullptr && tellsThrough<slot>(*row)) {
-      at = row->tell(delivery, Delivery::bitsOf(key), at, first);
+    } else if (tellsThrough<slot>(*at->row)) {
+      at = at->row->tell(delivery, Delivery::bitsOf(key), at);
     } else {
-      at = tellNeighbours(delivery, at, first, callOf<slot>(key));
+      at = tellEach<slot>(delivery, key, at);
     }
   }
   return at == hearers + end ? allTold : static_cast<std::size_t>(at - hearers);
 }
 
 template <auto slot, class Key>
-inline std::size_t NotifieeList::tellMarked(Delivery& delivery, Key key, std::size_t end,
-                                            std::exception_ptr& first) noexcept {
+inline std::size_t NotifieeList::tellMarked(Delivery& delivery, Key key, std::size_t end) noexcept {
   U32 const group = groupOf(key);
   std::size_t const words = (end + inWord - 1) / inWord;
   Hearer const* const hearers = hearers_.data();
@@ -272,10 +280,10 @@ inline std::size_t NotifieeList::tellMarked(Delivery& delivery, Key key, std::si
       // One place after the other, rather than from one bit to the next, so that the processor can
       // go on before it knows the bits.
       if ((there & highBitOfFirst) == 0) continue;
-      Hearer const hearer = hearers[place];
+      PtrInterface::NotifieeConst* const hearer = hearers[place].notifiee;
       if (hearer == nullptr || !hearer->isInterestedIn(group)) continue;
       // The notifiee may have switched a trace level.
-      if (!tell(delivery, *hearer, first, callOf<slot>(key)) || Trace::isAnythingOn()) [[unlikely]]
+      if (!tell(delivery, *hearer, callOf<slot>(key)) || Trace::isAnythingOn()) [[unlikely]]
         return place + 1;
     }
   }
@@ -284,21 +292,20 @@ inline std::size_t NotifieeList::tellMarked(Delivery& delivery, Key key, std::si
 
 template <auto slot, class Key>
 void NotifieeList::tellRest(Delivery& delivery, Key key, U64 change, std::size_t place,
-                            std::size_t end, std::exception_ptr& first) noexcept {
+                            std::size_t end) noexcept {
   U32 const group = groupOf(key);
   for (Delivery::Walk walk = delivery.walk(place, end); place < end; ++place) {
     std::size_t const next = walk.next();
-    Hearer const hearer = hearers_[next];
+    PtrInterface::NotifieeConst* const hearer = hearers_[next].notifiee;
     if (hearer == nullptr || places_[next].deafUntil >= change) continue;
     if (!hasGroups<Key> || Trace::isAnythingOn() || hearer->isInterestedIn(group)) {
-      tell(delivery, *hearer, first, callOf<slot>(key));
+      tell(delivery, *hearer, callOf<slot>(key));
     }
   }
 }
 
 template <auto slot, class Key>
-inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
-                                  std::exception_ptr& first) noexcept {
+inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change) noexcept {
   delivering_ = true;
   // Whoever registers from here on stands behind `end`.
   std::size_t const end = places_.size();
@@ -306,13 +313,13 @@ inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change,
   delivery.disturbed_ = false;
   if (delivery.order_ == Delivery::Order::registration && lastBeginning_ < change) [[likely]] {
     if (!hasGroups<Key> || selective_ == 0) {
-      place = tellAll<slot>(delivery, key, end, first);
+      place = tellAll<slot>(delivery, key, end);
     } else if (!Trace::isAnythingOn()) {
-      place = tellMarked<slot>(delivery, key, end, first);
+      place = tellMarked<slot>(delivery, key, end);
     }
   }
   if (place != allTold) [[unlikely]]
-    tellRest<slot>(delivery, key, change, place, end, first);
+    tellRest<slot>(delivery, key, change, place, end);
   delivery.told_ = nullptr;
   delivering_ = false;
   closeHolesIfMany();
@@ -323,19 +330,16 @@ void Delivery::deliver(Entity const& entity, Undelivered<Key>& undelivered, Key 
   static_assert(std::is_trivially_copyable_v<Key> &&
                 (sizeof(Key) == sizeof(U32) || sizeof(Key) == sizeof(U64)));
 
-  running_ = true;
   begun_ = &undelivered;
   begunKeyBits_ = bitsOf(key);
-  std::exception_ptr first;
   {
     Ptr<Entity const> const held(&entity);
     NotifieeList& list = *entity.notifieeList();
-    list.deliver<slot>(*this, key, list.changeIs(), first);
+    list.deliver<slot>(*this, key, list.changeIs());
   }
+  if (first_ || !changes_.empty()) [[unlikely]]
+    finish();
   begun_ = nullptr;
-  if (first || !changes_.empty()) [[unlikely]]
-    finish(std::move(first));
-  running_ = false;
 }
 
 template <auto slot, class Key, class CarryOut>
@@ -349,16 +353,16 @@ void Delivery::post(Entity const& entity, Undelivered<Key>& undelivered, Key key
     countDelivered(undelivered, key);
   };
   try {
-    changes_.push_back(Change{
-        Ptr<Entity const>(&entity), &undelivered, bitsOf(key), 0,
-        [](Delivery& delivery, Change const& change, std::exception_ptr& first) {
-          Key const changed = keyOf<Key>(change.keyBits);
-          if (change.number != 0) {
-            change.entity->notifieeList()->deliver<slot>(delivery, changed, change.number, first);
-          }
-          countDelivered(*static_cast<Undelivered<Key>*>(change.undelivered), changed);
-        },
-        nullptr});
+    changes_.push_back(
+        Change{Ptr<Entity const>(&entity), &undelivered, bitsOf(key), 0,
+               [](Delivery& delivery, Change const& change) {
+                 Key const changed = keyOf<Key>(change.keyBits);
+                 if (change.number != 0) {
+                   change.entity->notifieeList()->deliver<slot>(delivery, changed, change.number);
+                 }
+                 countDelivered(*static_cast<Undelivered<Key>*>(change.undelivered), changed);
+               },
+               nullptr});
     if (isPostponed) {
       changes_.back().carryOut = std::move(carryOut);
       return;

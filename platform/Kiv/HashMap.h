@@ -135,10 +135,8 @@ class HashMap {
   /// The value at `key`. When there was none, `key` is inserted, with a value that means nothing
   /// until the caller sets it. Raises `std::bad_alloc`.
   FoundOrInserted findOrInsert(Key key) {
-    if (size_ == room_) [[unlikely]] {
-      if (Value* const present = find(key)) return {*present, false};
-      makeRoom();
-    }
+    if (size_ == room_) [[unlikely]]
+      return findOrInsertIntoFull(key);
     U32 const hash = hashOf(key), tag = hash << placeBits_;
     U32 slot = homeOf(hash);
     if (slots_[slot] != freshSlot) [[unlikely]] {
@@ -247,9 +245,16 @@ class HashMap {
     slots_[slot] = hash << placeBits_ | place;
   }
 
+  /// `findOrInsert` where all places are in use; apart, so that it needs to save no registers.
+  [[gnu::noinline]] FoundOrInserted findOrInsertIntoFull(Key key) {
+    if (Value* const present = find(key)) return {*present, false};
+    makeRoom();
+    return findOrInsert(key);
+  }
+
   /// Makes room for one more member at least, with all members moved up. Raises nothing while there
   /// are holes.
-  [[gnu::noinline]] void makeRoom() {
+  void makeRoom() {
     if (3 * std::size_t{size_ - live_} <= size_) {
       try {
         grow(nextRoom());

@@ -26,7 +26,7 @@ void PtrInterface::NotifieeConst::zeroReferencesIs(bool zero) {
     }
     if (registered_) notifier_->notifieeList()->hearsIs(*this, false);
     // What is left of it after its class's destructor is told by itself, if at all.
-    row_ = nullptr;
+    row_ = &NotifieeList::byItself;
     onZeroReferences();
   }
   PtrInterface::zeroReferencesIs(zero);

@@ -85,8 +85,8 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   std::size_t place_ = 0;
   U32 interest_ = everyGroup;
   bool registered_ = false;
-  /// How it is told with its neighbours; null when each is told by itself.
-  NotifieeList::Row const* row_ = nullptr;
+  /// How it is told with its neighbours.
+  NotifieeList::Row const* row_ = &NotifieeList::byItself;
 };
 
 }  // namespace Kiv

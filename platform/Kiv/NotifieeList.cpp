@@ -14,7 +14,7 @@ void NotifieeList::reserve() {
   if (delivering_) Delivery::ofThisThread().disturb();
   // The places last: their room stands for all.
   hearers_.reserve(room + 1);
-  if (hearers_.empty()) hearers_.push_back(nullptr);
+  if (hearers_.empty()) hearers_.emplace_back();
   marks_.reserve(room / inWord + 1);
   places_.reserve(room);
 }
@@ -22,8 +22,8 @@ void NotifieeList::reserve() {
 void NotifieeList::notifieeIs(PtrInterface::NotifieeConst& notifiee, bool hears) noexcept {
   notifiee.place_ = places_.size();
   places_.push_back({&notifiee, 0});
-  // The null that was behind the last place is the newcomer's now.
-  hearers_.push_back(nullptr);
+  // The nobody that was behind the last place is the newcomer's now.
+  hearers_.emplace_back();
   markIs(notifiee.place_, notifiee.interest_);
   if (notifiee.interest_ != everyGroup) ++selective_;
   hearsIs(notifiee, hears);
@@ -39,9 +39,14 @@ void NotifieeList::notifieeDel(PtrInterface::NotifieeConst& notifiee) noexcept {
 
 void NotifieeList::hearsIs(PtrInterface::NotifieeConst const& notifiee, bool hears) noexcept {
   Place& place = places_[notifiee.place_];
-  hearers_[notifiee.place_] = hears ? place.notifiee : nullptr;
+  hearers_[notifiee.place_] = hears ? Hearer{place.notifiee, notifiee.row_} : Hearer{};
   if (hears) place.deafUntil = lastBeginning_ = latestChange_;
   if (delivering_) Delivery::ofThisThread().disturb();
+}
+
+void NotifieeList::rowIs(PtrInterface::NotifieeConst const& notifiee) noexcept {
+  Hearer& hearer = hearers_[notifiee.place_];
+  if (hearer.notifiee != nullptr) hearer.row = notifiee.row_;
 }
 
 void NotifieeList::markIs(std::size_t place, U32 interest) noexcept {
@@ -52,9 +57,8 @@ void NotifieeList::markIs(std::size_t place, U32 interest) noexcept {
   marks = (marks & ~(U64{0xFF} << bit)) | mark << bit;
 }
 
-void NotifieeList::hasRaised(PtrInterface::NotifieeConst& notifiee,
-                             std::exception_ptr& first) noexcept {
-  if (!first) first = std::current_exception();
+void NotifieeList::hasRaised(Delivery& delivery, PtrInterface::NotifieeConst& notifiee) noexcept {
+  delivery.keepException();
   notifiee.onNotificationException();
 }
 
@@ -71,7 +75,7 @@ void NotifieeList::closeHoles() noexcept {
   }
   places_.resize(to);
   hearers_.resize(to + 1);
-  hearers_.back() = nullptr;
+  hearers_.back() = {};
   holes_ = 0;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <exception>
 #include <typeinfo>
 #include <vector>
 
@@ -48,21 +47,23 @@ class NotifieeList {
   ///
   /// REQUIRES: `notifiee` is on this list.
   void hearsIs(PtrInterface::NotifieeConst const& notifiee, bool hears) noexcept;
+  /// Has a notifiee be told with the row that it has now.
+  ///
+  /// REQUIRES: `notifiee` is on this list.
+  void rowIs(PtrInterface::NotifieeConst const& notifiee) noexcept;
 
   /// Calls `slot` with `key` on every notifiee that hears the change of that number and has an
   /// interest in the key, on behalf of this thread's `delivery`. A notifiee that raises has its
-  /// `onNotificationException()` called and keeps no other from hearing the change; `first` takes
-  /// the exception unless it holds an earlier one. Defined in Kiv/Delivery.h, since it needs both
-  /// classes.
+  /// `onNotificationException()` called and keeps no other from hearing the change; the delivery
+  /// takes the exception unless it has an earlier one. Defined in Kiv/Delivery.h, since it needs
+  /// both classes.
   template <auto slot, class Key>
-  [[gnu::always_inline]] void deliver(Delivery& delivery, Key key, U64 change,
-                                      std::exception_ptr& first) noexcept;
+  [[gnu::always_inline]] void deliver(Delivery& delivery, Key key, U64 change) noexcept;
 
  private:
   friend class PtrInterface::NotifieeConst;
 
-  /// Who hears at a place; null when nobody does.
-  using Hearer = PtrInterface::NotifieeConst*;
+  struct Hearer;
 
   /// How notifiees of one class that stand one behind the other are told through one operation, in
   /// a loop of their class's own. Each of them points to it.
@@ -70,8 +71,15 @@ class NotifieeList {
     /// That of the `Operation`.
     std::type_info const* operation;
     /// `tellNeighbours`, with the class's own function.
-    Hearer const* (*tell)(Delivery& delivery, U64 keyBits, Hearer const* at,
-                          std::exception_ptr& first) noexcept;
+    Hearer const* (*tell)(Delivery& delivery, U64 keyBits, Hearer const* at) noexcept;
+  };
+  /// The row of those who are told each by itself.
+  static constexpr Row byItself{nullptr, nullptr};
+
+  /// Who hears at a place, and its row; nulls when nobody does.
+  struct Hearer {
+    PtrInterface::NotifieeConst* notifiee = nullptr;
+    Row const* row = nullptr;
   };
 
   /// The first room, and how many holes are left alone.
@@ -113,39 +121,41 @@ class NotifieeList {
 
   /// Where nobody has an interest in one group alone, or keys have none.
   template <auto slot, class Key>
-  [[gnu::always_inline]] std::size_t tellAll(Delivery& delivery, Key key, std::size_t end,
-                                             std::exception_ptr& first) noexcept;
+  [[gnu::always_inline]] std::size_t tellAll(Delivery& delivery, Key key, std::size_t end) noexcept;
   /// While nothing is traced; goes by the marks.
   template <auto slot, class Key>
-  [[gnu::always_inline]] std::size_t tellMarked(Delivery& delivery, Key key, std::size_t end,
-                                                std::exception_ptr& first) noexcept;
+  [[gnu::always_inline]] std::size_t tellMarked(Delivery& delivery, Key key,
+                                                std::size_t end) noexcept;
   /// Looks at each place.
   template <auto slot, class Key>
   [[gnu::noinline]] void tellRest(Delivery& delivery, Key key, U64 change, std::size_t place,
-                                  std::size_t end, std::exception_ptr& first) noexcept;
+                                  std::size_t end) noexcept;
 
   /// A function that calls `slot` of a notifiee, virtually, with `key`.
   template <auto slot, class Key>
   static auto callOf(Key key) noexcept;
-  /// Tells one notifiee, which `handle` does; `first` takes what that raises unless it holds an
-  /// earlier exception. Returns whether the delivery is undisturbed.
+  /// Tells one notifiee, which `handle` does; the delivery takes what that raises unless it has an
+  /// earlier exception. Returns whether it is undisturbed.
   template <class Handle>
   [[gnu::always_inline]] static bool tell(Delivery& delivery, PtrInterface::NotifieeConst& notifiee,
-                                          std::exception_ptr& first, Handle handle) noexcept;
+                                          Handle handle) noexcept;
   template <auto slot>
   static bool tellsThrough(Row const& row) noexcept;
-  /// Tells the one at `at`, and those behind it who hear and are of the same row or, like it, of
-  /// none, up to one who disturbs the delivery. Returns the place behind the last one told.
+  /// Tells the one at `at`, and those behind it who hear and are of the same row, up to one who
+  /// disturbs the delivery. Returns the place behind the last one told.
   template <class Handle>
   [[gnu::always_inline]] static Hearer const* tellNeighbours(Delivery& delivery, Hearer const* at,
-                                                             std::exception_ptr& first,
                                                              Handle handle) noexcept;
   /// The `tell` of a row.
   template <class Notifiee, auto slot, class Handle>
-  static Hearer const* tellRow(Delivery& delivery, U64 keyBits, Hearer const* at,
-                               std::exception_ptr& first) noexcept;
+  static Hearer const* tellRow(Delivery& delivery, U64 keyBits, Hearer const* at) noexcept;
+  /// The same for those who are told each by itself. Apart, so that who is told in a row pays
+  /// nothing for it.
+  template <auto slot, class Key>
+  [[gnu::noinline]] static Hearer const* tellEach(Delivery& delivery, Key key,
+                                                  Hearer const* at) noexcept;
   /// Called while the exception of `notifiee` is handled.
-  static void hasRaised(PtrInterface::NotifieeConst& notifiee, std::exception_ptr& first) noexcept;
+  static void hasRaised(Delivery& delivery, PtrInterface::NotifieeConst& notifiee) noexcept;
 
   void closeHolesIfMany() noexcept {
     if (holes_ > few && holes_ > size()) [[unlikely]]
@@ -154,8 +164,8 @@ class NotifieeList {
   void closeHoles() noexcept;
 
   std::vector<Place> places_;
-  /// By place, who hears at present, null for the others and for holes; and one null more, where
-  /// rows end.
+  /// By place, who hears at present, nobody for the others and for holes; and one nobody more,
+  /// where rows end.
   std::vector<Hearer> hearers_;
   /// By place, a byte for the notifiee's interest.
   std::vector<U64> marks_;
