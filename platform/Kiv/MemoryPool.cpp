@@ -52,6 +52,7 @@ MemoryPool::Idle& MemoryPool::refill(std::size_t sizeClass) {
     if (own.first != nullptr) handedOver_.lists[sizeClass] = own.first->nextList;
   }
   if (own.first != nullptr) {
+    own.size = 0;
     for (Idle const* block = own.first; block != nullptr; block = block->next) ++own.size;
     return *own.first;
   }
@@ -97,7 +98,9 @@ std::size_t MemoryPool::idleBytes() noexcept {
   std::size_t bytes = 0;
   std::lock_guard const lock(handedOver_.mutex);
   for (std::size_t c = 0; c < classes; ++c) {
-    bytes += (own_[c].size + (own_[c].full != nullptr ? most : 0)) * (c + 1) * step;
+    std::size_t const blocks =
+        (own_[c].first != nullptr ? own_[c].size : 0) + (own_[c].full != nullptr ? most : 0);
+    bytes += blocks * (c + 1) * step;
     for (Idle const* list = handedOver_.lists[c]; list != nullptr; list = list->nextList) {
       for (Idle const* block = list; block != nullptr; block = block->next) bytes += (c + 1) * step;
     }

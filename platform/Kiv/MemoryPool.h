@@ -50,8 +50,7 @@ class MemoryPool {
       return;
     }
     Own& own = own_[classOf(size)];
-    // Empty, or full.
-    if (own.size % most == 0) [[unlikely]] {
+    if (own.size == most) [[unlikely]] {
       blockDelAtLimit(block, classOf(size));
       return;
     }
@@ -80,7 +79,8 @@ class MemoryPool {
   /// The idle blocks of one size that a thread has.
   struct Own {
     Idle* first = nullptr;
-    std::size_t size = 0;
+    /// Full, though there are none, before the thread has had any and once it has left.
+    std::size_t size = most;
     /// Another list, full; null when there is none.
     Idle* full = nullptr;
   };
@@ -98,7 +98,7 @@ class MemoryPool {
   static Idle& refill(std::size_t sizeClass);
   /// `blockIs` for a thread that has none.
   static void* blockFromElsewhere(std::size_t size);
-  /// `blockDel` for a thread whose list is empty or full.
+  /// `blockDel` for a thread whose list is full.
   static void blockDelAtLimit(void* block, std::size_t sizeClass) noexcept;
 
   /// Small enough for every thread's static block, as in `Delivery::ofThisThread`, and without a

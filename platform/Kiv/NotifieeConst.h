@@ -80,13 +80,14 @@ class PtrInterface::NotifieeConst : public PtrInterface {
     return interest_ == everyGroup || interest_ == group;
   }
 
-  Ptr<PtrInterface const> notifier_;
-  /// Where it stands on the notifier's list while it is registered.
-  std::size_t place_ = 0;
-  U32 interest_ = everyGroup;
+  // In an order without gaps: a reactor that is told should take one cache line.
   bool registered_ = false;
+  Ptr<PtrInterface const> notifier_;
   /// How it is told with its neighbours.
   NotifieeList::Row const* row_ = &NotifieeList::byItself;
+  /// Where it stands on the notifier's list while it is registered.
+  U32 place_ = 0;
+  U32 interest_ = everyGroup;
 };
 
 }  // namespace Kiv

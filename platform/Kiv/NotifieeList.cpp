@@ -20,7 +20,7 @@ void NotifieeList::reserve() {
 }
 
 void NotifieeList::notifieeIs(PtrInterface::NotifieeConst& notifiee, bool hears) noexcept {
-  notifiee.place_ = places_.size();
+  notifiee.place_ = static_cast<U32>(places_.size());
   places_.push_back({&notifiee, 0});
   // The nobody that was behind the last place is the newcomer's now.
   hearers_.emplace_back();
@@ -67,7 +67,7 @@ void NotifieeList::closeHoles() noexcept {
   marks_.clear();
   for (std::size_t from = 0; from < places_.size(); ++from) {
     if (places_[from].notifiee == nullptr) continue;
-    places_[from].notifiee->place_ = to;
+    places_[from].notifiee->place_ = static_cast<U32>(to);
     places_[to] = places_[from];
     hearers_[to] = hearers_[from];
     markIs(to, places_[to].notifiee->interest_);
