@@ -174,6 +174,7 @@ Case const cases[] = {
      "Ax=k Bx=k Cx=k Ax- Bx- Cx- Ax=m Bx=m Cx=m Ax- Bx- Cx- Ax=n Bx=n Cx=n "
      "Ax- Bx- Cx- Ax=j Bx=j Cx=j"},
     {"[Bx=k x=k y-] x=k", "Ax=k Bx=k Cx=k"},
+    {"x=k [Ax- y=k] x=m", "Ax=k Bx=k Cx=k Ax- Bx- Cx- Ax=m Bx=m Cx=m Ay=k By=k Cy=k"},
     {"[Bx=k x- +D] x=k", "Ax=k Bx=k Cx=k Ax- Bx- Cx- Dx-", "Ax=k Bx=k Cx=k Dx- Ax- Bx- Cx-"},
     // It is heard by those who were there when it was made and still are.
     {"[Bx=k +D y=k +E A0 -C] x=k w=k", "Ax=k Bx=k 0C ~C By=k Dy=k Bw=k Dw=k Ew=k",
@@ -291,6 +292,7 @@ TEST(Delivery, NeighboursOfOneClassAreToldInOneLoop) {
   auto const config = Config::ConfigIs();
   std::vector<Ptr<Hearer>> hearers;
   while (hearers.size() < 3) hearers.push_back(Kiv::makeNew<Hearer>(config));
+  for (bool const active : {false, true}) hearers[1]->hasNotificationActiveIs(active);
   // The loop ends with who disturbs, is not for other operations, nor for a list with interests.
   // Another order is for the deliveries to come.
   hearers[0]->actsAt = IntfId("b");

@@ -98,11 +98,13 @@ std::size_t MemoryPool::idleBytes() noexcept {
   std::size_t bytes = 0;
   std::lock_guard const lock(handedOver_.mutex);
   for (std::size_t c = 0; c < classes; ++c) {
-    std::size_t const blocks =
-        (own_[c].first != nullptr ? own_[c].size : 0) + (own_[c].full != nullptr ? most : 0);
-    bytes += blocks * (c + 1) * step;
-    for (Idle const* list = handedOver_.lists[c]; list != nullptr; list = list->nextList) {
+    auto const count = [&](Idle const* list) {
       for (Idle const* block = list; block != nullptr; block = block->next) bytes += (c + 1) * step;
+    };
+    count(own_[c].first);
+    count(own_[c].full);
+    for (Idle const* list = handedOver_.lists[c]; list != nullptr; list = list->nextList) {
+      count(list);
     }
   }
   return bytes;

@@ -58,8 +58,8 @@ class MemoryPool {
     ++own.size;
   }
 
-  /// How many bytes are in blocks that nobody uses, of the calling thread and of those handed over,
-  /// which are counted one by one.
+  /// How many bytes are in blocks that nobody uses, of the calling thread and of those handed over;
+  /// they are counted one by one.
   static std::size_t idleBytes() noexcept;
 
  private:
