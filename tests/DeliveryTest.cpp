@@ -30,6 +30,14 @@ class Notifiee : public Config::NotifieeConst {
     hasNotificationActiveIs(true);
   }
   void watch(Ptr<Config> const& config) { notifierIs(config); }
+
+ protected:
+  template <class Class, class Handle>
+  void inRowIs(Handle handle) {
+    hasNotificationActiveIs(false);
+    toldInRowIs<Class, NotifieeConst, IntfId, &NotifieeConst::onProxyConfig>(handle);
+    hasNotificationActiveIs(true);
+  }
 };
 
 /// Two configurations, notifiees with names of one letter, one log of what happens to them, and
@@ -105,8 +113,7 @@ class World {
   class InRow final : public Probe {
    public:
     InRow(World& world, char name) : Probe(world, name) {
-      toldInRowIs<InRow, NotifieeConst, IntfId, &NotifieeConst::onProxyConfig>(
-          [](InRow& one, IntfId key) { one.onProxyConfig(key); });
+      inRowIs<InRow>([](InRow& one, IntfId key) { one.onProxyConfig(key); });
     }
     void onProxyConfig(IntfId key) override {
       EXPECT_EQ(kindOf(name_[0]), kind);
@@ -218,11 +225,10 @@ class Hearer final : public Notifiee {
  public:
   explicit Hearer(Ptr<Config> const& config, U32 interest = Kiv::everyGroup)
       : Notifiee(config, interest) {
-    toldInRowIs<Hearer, NotifieeConst, IntfId, &NotifieeConst::onProxyConfig>(
-        [](Hearer& one, IntfId key) {
-          one.heard += '>';
-          one.onProxyConfig(key);
-        });
+    inRowIs<Hearer>([](Hearer& one, IntfId key) {
+      one.heard += '>';
+      one.onProxyConfig(key);
+    });
   }
 
   void onProxyConfig(IntfId key) override {
@@ -292,7 +298,6 @@ TEST(Delivery, NeighboursOfOneClassAreToldInOneLoop) {
   auto const config = Config::ConfigIs();
   std::vector<Ptr<Hearer>> hearers;
   while (hearers.size() < 3) hearers.push_back(Kiv::makeNew<Hearer>(config));
-  for (bool const active : {false, true}) hearers[1]->hasNotificationActiveIs(active);
   // The loop ends with who disturbs, is not for other operations, nor for a list with interests.
   // Another order is for the deliveries to come.
   hearers[0]->actsAt = IntfId("b");
@@ -327,8 +332,7 @@ TEST(Delivery, WhatIsLeftOfANotifieeIsToldByItself) {
   };
   struct InRow final : Returning {
     InRow(Ptr<Config> const& config, int& told) : Returning(config, told) {
-      toldInRowIs<InRow, NotifieeConst, IntfId, &NotifieeConst::onProxyConfig>(
-          [](InRow& /*gone*/, IntfId /*key*/) { ADD_FAILURE(); });
+      inRowIs<InRow>([](InRow& /*gone*/, IntfId /*key*/) { ADD_FAILURE(); });
     }
   };
   int told = 0;

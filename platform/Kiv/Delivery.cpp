@@ -62,7 +62,7 @@ void Delivery::finish() {
   changes_.clear();
   next_ = 0;
   begun_ = nullptr;
-  if (first_) std::rethrow_exception(std::exchange(first_, nullptr));
+  if (raised_) std::rethrow_exception(std::exchange(raised_, nullptr));
 }
 
 }  // namespace Kiv

@@ -150,12 +150,12 @@ class Delivery {
   template <class Key>
   static void countDelivered(Undelivered<Key>& undelivered, Key key) noexcept;
 
-  /// Delivers everything posted, and ends the delivery in progress. Raises the first exception.
+  /// Delivers everything posted, and is idle then. Raises the first exception.
   void finish();
 
   /// Keeps the exception that is being handled, unless there is an earlier one.
   void keepException() noexcept {
-    if (!first_) first_ = std::current_exception();
+    if (!raised_) raised_ = std::current_exception();
   }
 
   /// Small enough for every thread's static block, also when the library is loaded late; reaching
@@ -173,8 +173,8 @@ class Delivery {
   /// Changes still to deliver, from `next_` on.
   std::vector<Change> changes_;
   std::size_t next_ = 0;
-  /// What the delivery in progress will raise.
-  std::exception_ptr first_;
+  /// The first exception of the delivery in progress; null while there is none.
+  std::exception_ptr raised_;
   Order order_ = Order::registration;
   U64 seed_ = 0;
 };
@@ -196,7 +196,6 @@ void PtrInterface::NotifieeConst::toldInRowIs(Handle /*handle*/) noexcept {
   static constexpr NotifieeList::Row row{&typeid(Operation<slot>),
                                          &NotifieeList::tellRow<Notifiee, slot, Handle>};
   row_ = &row;
-  if (registered_) notifier_->notifieeList()->rowIs(*this);
 }
 
 template <auto slot, class Key>
@@ -280,10 +279,10 @@ inline std::size_t NotifieeList::tellMarked(Delivery& delivery, Key key, std::si
       // One place after the other, rather than from one bit to the next, so that the processor can
       // go on before it knows the bits.
       if ((there & highBitOfFirst) == 0) continue;
-      PtrInterface::NotifieeConst* const hearer = hearers[place].notifiee;
-      if (hearer == nullptr || !hearer->isInterestedIn(group)) continue;
+      PtrInterface::NotifieeConst* const notifiee = hearers[place].notifiee;
+      if (notifiee == nullptr || !notifiee->isInterestedIn(group)) continue;
       // The notifiee may have switched a trace level.
-      if (!tell(delivery, *hearer, callOf<slot>(key)) || Trace::isAnythingOn()) [[unlikely]]
+      if (!tell(delivery, *notifiee, callOf<slot>(key)) || Trace::isAnythingOn()) [[unlikely]]
         return place + 1;
     }
   }
@@ -296,10 +295,10 @@ void NotifieeList::tellRest(Delivery& delivery, Key key, U64 change, std::size_t
   U32 const group = groupOf(key);
   for (Delivery::Walk walk = delivery.walk(place, end); place < end; ++place) {
     std::size_t const next = walk.next();
-    PtrInterface::NotifieeConst* const hearer = hearers_[next].notifiee;
-    if (hearer == nullptr || places_[next].deafUntil >= change) continue;
-    if (!hasGroups<Key> || Trace::isAnythingOn() || hearer->isInterestedIn(group)) {
-      tell(delivery, *hearer, callOf<slot>(key));
+    PtrInterface::NotifieeConst* const notifiee = hearers_[next].notifiee;
+    if (notifiee == nullptr || places_[next].deafUntil >= change) continue;
+    if (!hasGroups<Key> || Trace::isAnythingOn() || notifiee->isInterestedIn(group)) {
+      tell(delivery, *notifiee, callOf<slot>(key));
     }
   }
 }
@@ -337,7 +336,7 @@ void Delivery::deliver(Entity const& entity, Undelivered<Key>& undelivered, Key 
     NotifieeList& list = *entity.notifieeList();
     list.deliver<slot>(*this, key, list.changeIs());
   }
-  if (first_ || !changes_.empty()) [[unlikely]]
+  if (raised_ || !changes_.empty()) [[unlikely]]
     finish();
   begun_ = nullptr;
 }

@@ -245,7 +245,8 @@ class HashMap {
     slots_[slot] = hash << placeBits_ | place;
   }
 
-  /// `findOrInsert` where all places are in use; apart, so that it needs to save no registers.
+  /// `findOrInsert` where all places are in use; apart, so that the other saves no
+  /// registers for it.
   [[gnu::noinline]] FoundOrInserted findOrInsertIntoFull(Key key) {
     if (Value* const present = find(key)) return {*present, false};
     makeRoom();

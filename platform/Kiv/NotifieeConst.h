@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstddef>
-
 #include "Kiv/Integers.h"
 #include "Kiv/KeyGroup.h"
 #include "Kiv/NotifieeList.h"
@@ -63,8 +61,8 @@ class PtrInterface::NotifieeConst : public PtrInterface {
   /// `handle(notifiee, key)` instead. It only saves time: where the loop does not serve (another
   /// order, a list that changes under the delivery, anybody on it with an interest in one group)
   /// the operation itself is called, so both are to do the same. One operation for each notifiee; a
-  /// later call replaces it. REQUIRES: this is being constructed, as a `Notifiee`, and `handle`
-  /// captures nothing. Defined in Kiv/Delivery.h.
+  /// later call replaces it. REQUIRES: this is being constructed, as a `Notifiee`, and inactive;
+  /// `handle` captures nothing. Defined in Kiv/Delivery.h.
   template <class Notifiee, class Base, class Key, void (Base::*slot)(Key), class Handle>
   void toldInRowIs(Handle handle) noexcept;
 
@@ -80,7 +78,7 @@ class PtrInterface::NotifieeConst : public PtrInterface {
     return interest_ == everyGroup || interest_ == group;
   }
 
-  // In an order without gaps: a reactor that is told should take one cache line.
+  // First, beside the flags of the base: so there is no gap.
   bool registered_ = false;
   Ptr<PtrInterface const> notifier_;
   /// How it is told with its neighbours.

@@ -44,11 +44,6 @@ void NotifieeList::hearsIs(PtrInterface::NotifieeConst const& notifiee, bool hea
   if (delivering_) Delivery::ofThisThread().disturb();
 }
 
-void NotifieeList::rowIs(PtrInterface::NotifieeConst const& notifiee) noexcept {
-  Hearer& hearer = hearers_[notifiee.place_];
-  if (hearer.notifiee != nullptr) hearer.row = notifiee.row_;
-}
-
 void NotifieeList::markIs(std::size_t place, U32 interest) noexcept {
   if (place == inWord * marks_.size()) marks_.push_back(noMark * inEachByte);
   U64& marks = marks_[place / inWord];

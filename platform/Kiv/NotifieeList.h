@@ -47,16 +47,14 @@ class NotifieeList {
   ///
   /// REQUIRES: `notifiee` is on this list.
   void hearsIs(PtrInterface::NotifieeConst const& notifiee, bool hears) noexcept;
-  /// Has a notifiee be told with the row that it has now.
-  ///
-  /// REQUIRES: `notifiee` is on this list.
-  void rowIs(PtrInterface::NotifieeConst const& notifiee) noexcept;
 
   /// Calls `slot` with `key` on every notifiee that hears the change of that number and has an
   /// interest in the key, on behalf of this thread's `delivery`. A notifiee that raises has its
   /// `onNotificationException()` called and keeps no other from hearing the change; the delivery
-  /// takes the exception unless it has an earlier one. Defined in Kiv/Delivery.h, since it needs
-  /// both classes.
+  /// keeps the exception, unless it has an earlier one, for whoever ends it. Defined in
+  /// Kiv/Delivery.h, since it needs both classes.
+  ///
+  /// REQUIRES: `delivery` is in progress, or nobody raises.
   template <auto slot, class Key>
   [[gnu::always_inline]] void deliver(Delivery& delivery, Key key, U64 change) noexcept;
 
@@ -68,9 +66,9 @@ class NotifieeList {
   /// How notifiees of one class that stand one behind the other are told through one operation, in
   /// a loop of their class's own. Each of them points to it.
   struct Row {
-    /// That of the `Operation`.
+    /// That of the `Operation`; null in `byItself`.
     std::type_info const* operation;
-    /// `tellNeighbours`, with the class's own function.
+    /// `tellNeighbours`, with the class's own function; null in `byItself`.
     Hearer const* (*tell)(Delivery& delivery, U64 keyBits, Hearer const* at) noexcept;
   };
   /// The row of those who are told each by itself.
@@ -149,8 +147,8 @@ class NotifieeList {
   /// The `tell` of a row.
   template <class Notifiee, auto slot, class Handle>
   static Hearer const* tellRow(Delivery& delivery, U64 keyBits, Hearer const* at) noexcept;
-  /// The same for those who are told each by itself. Apart, so that who is told in a row pays
-  /// nothing for it.
+  /// The same for those who have no row for the operation. Apart, so that a row pays nothing for
+  /// it.
   template <auto slot, class Key>
   [[gnu::noinline]] static Hearer const* tellEach(Delivery& delivery, Key key,
                                                   Hearer const* at) noexcept;
