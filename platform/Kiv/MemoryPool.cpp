@@ -46,15 +46,17 @@ MemoryPool::Idle& MemoryPool::refill(std::size_t sizeClass) {
     own = {own.full, most, nullptr};
     return *own.first;
   }
+  Idle* list = nullptr;
   {
     std::lock_guard const lock(handedOver_.mutex);
-    own.first = handedOver_.lists[sizeClass];
-    if (own.first != nullptr) handedOver_.lists[sizeClass] = own.first->nextList;
+    list = handedOver_.lists[sizeClass];
+    if (list != nullptr) handedOver_.lists[sizeClass] = list->nextList;
   }
-  if (own.first != nullptr) {
-    own.size = 0;
-    for (Idle const* block = own.first; block != nullptr; block = block->next) ++own.size;
-    return *own.first;
+  if (list != nullptr) {
+    std::size_t size = 0;
+    for (Idle const* block = list; block != nullptr; block = block->next) ++size;
+    own = {list, size, nullptr};
+    return *list;
   }
   std::size_t const size = (sizeClass + 1) * step;
   std::size_t const chunkSize = blocksInChunk * size;
