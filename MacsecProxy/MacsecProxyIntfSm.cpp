@@ -12,6 +12,17 @@
 
 namespace MacsecProxy {
 
+namespace {
+
+/// The status of a port, null when there is none; until the directory is changed.
+Interface::EthIntfStatus const* statusOf(Interface::EthIntfStatusDir const& directory,
+                                         Velto::IntfId intfId) noexcept {
+  Kiv::Ptr<Interface::EthIntfStatus const> const* const found = directory.intfStatus().find(intfId);
+  return found != nullptr ? found->ptr() : nullptr;
+}
+
+}  // namespace
+
 constinit Kiv::AllocTrackTypeInfo MacsecProxyIntfSm::KivConfig::kivAllocTrackTypeInfo_{
     "MacsecProxy::MacsecProxyIntfSm::KivConfig"};
 constinit Kiv::AllocTrackTypeInfo MacsecProxyIntfSm::KivDeviceIntfStatusDir::kivAllocTrackTypeInfo_{
@@ -278,8 +289,8 @@ void MacsecProxyIntfSm::doUpdateDmaMacsecProxy(Velto::IntfId intfId, bool enable
   trace(__LINE__, "doUpdateDmaMacsecProxy", intfId_,
         " void MacsecProxy::MacsecProxyIntfSm::doUpdateDmaMacsecProxy(Velto::IntfId, bool): ",
         intfId, ", ", enable);
-  Kiv::Ptr<Interface::EthIntfStatus const> const port = ethIntfStatusDir_->intfStatus(intfId);
-  if (!port) return;
+  Interface::EthIntfStatus const* const port = statusOf(*ethIntfStatusDir_, intfId);
+  if (port == nullptr) return;
   DriverCommand command("macsec_proxy");
   send(command.field(port->deviceNameText()).field(enable ? 1U : 0U));
 }
@@ -288,15 +299,13 @@ void MacsecProxyIntfSm::doUpdateDmaMacsecProxyClient(Velto::IntfId proxyIntfId,
                                                      Velto::IntfId clientIntfId,
                                                      Bridging::VlanIdOrNone clientTag,
                                                      bool enable) {
-  Kiv::Ptr<Interface::EthIntfStatus const> const client =
-      ethIntfStatusDir_->intfStatus(clientIntfId);
-  if (!client) [[unlikely]]
+  Interface::EthIntfStatus const* const client = statusOf(*ethIntfStatusDir_, clientIntfId);
+  if (client == nullptr) [[unlikely]]
     return;
   DriverCommand command("macsec_proxy_client");
   if (enable) {
-    Kiv::Ptr<Interface::EthIntfStatus const> const proxy =
-        ethIntfStatusDir_->intfStatus(proxyIntfId);
-    if (!proxy) [[unlikely]]
+    Interface::EthIntfStatus const* const proxy = statusOf(*ethIntfStatusDir_, proxyIntfId);
+    if (proxy == nullptr) [[unlikely]]
       return;
     command.field(proxy->deviceNameText());
   } else {

@@ -42,29 +42,29 @@ U32 hashOf(Key const& key) noexcept {
 /// Keys are small values that compare with `==`; values can be made empty with `Value{}` and move
 /// without raising. Walks are known to their collection: walking is for one thread at a time.
 ///
-/// How it works: members stand in the order of insertion, keys in one array and values in another,
-/// and a bit for each place tells whether a member stands there. A removed member leaves a hole.
-/// When the arrays are full, the members move up, into larger arrays unless more than a third of
-/// the places are holes or there is no memory. A walk goes from bit to bit; the collection knows
-/// the walks in progress and corrects them at each removal and each move.
+/// How it works: members stand in an array in the order of insertion, and a bit for each place
+/// tells whether a member stands there. A removed member leaves a hole. When the array is full, the
+/// members move up, into a larger one unless more than a third of the places are holes or there is
+/// no memory. A walk goes from bit to bit; the collection knows the walks in progress and corrects
+/// them at each removal and each move.
 ///
-/// Beside the arrays stands an open-addressing index of 32-bit slots. A slot holds the member's
+/// Beside the array stands an open-addressing index of 32-bit slots. A slot holds the member's
 /// place and above it, in the bits that no place needs, the low bits of the hash; its high bits
-/// say where a search begins. There are five slots for two places. A slot that has been left is no
-/// end to a search, so that a removal moves nothing; it may be taken again, and at the next move
-/// all members are entered anew. Between two moves there are no more insertions than places, so
-/// three slots of five stay fresh, and a search soon meets one. Where no search goes on behind a
-/// slot that is left, it is fresh again; if its member was the newest and nobody walks, its place
-/// and the holes before it are free too, but for as many holes as there are slots that have been
-/// left. Such a slot and the last place, if that is a hole, may be taken again together. The arrays
-/// never shrink.
+/// say where a search begins. There are four slots for a place, in large collections five for two.
+/// A slot that has been left is no end to a search, so that a removal moves nothing; it may be
+/// taken again, and at the next move all members are entered anew. Between two moves there are no
+/// more insertions than places, so three slots of five at least stay fresh, and a search soon meets
+/// one. Where no search goes on behind a slot that is left, it is fresh again; if its member was
+/// the newest and nobody walks, its place and the holes before it are free too, but for as many
+/// holes as there are slots that have been left. Such a slot and the last place, if that is a hole,
+/// may be taken again together. The arrays never shrink.
 template <class Key, class Value>
 class HashMap {
  public:
   using KeyType = Key;
   using ValueType = Value;
 
-  /// A key with its value, for hosts that name the type; the collection keeps the two apart.
+  /// A key with its value.
   struct Member {
     Key key;
     Value value;
@@ -95,7 +95,7 @@ class HashMap {
   /// The value at `key`, null when there is none.
   Value const* find(Key key) const noexcept {
     U32 const place = search(key, hashOf(key)).place;
-    return place != none ? &values_[place] : nullptr;
+    return place != none ? &members_[place].value : nullptr;
   }
 
   /// The same, to be changed in place; that is neither an insertion nor a removal.
@@ -111,15 +111,14 @@ class HashMap {
   void prefetchMember(Key key) const noexcept {
     U32 const hash = hashOf(key);
     U32 const place = std::min(slots_[homeOf(hash)] ^ (hash << placeBits_), room_);
-    __builtin_prefetch(keys_.get() + place);
-    __builtin_prefetch(values_.get() + place);
+    __builtin_prefetch(members_.get() + place);
   }
   /// Has the processor fetch the object that the value at `key`, a counted pointer, points to.
   /// Looks at the member, which should be near by now.
   void prefetchObject(Key key) const noexcept {
     U32 const hash = hashOf(key);
     U32 const place = slots_[homeOf(hash)] ^ (hash << placeBits_);
-    if (place < room_) __builtin_prefetch(values_[place].ptr());
+    if (place < room_) __builtin_prefetch(members_[place].value.ptr());
   }
 
   /// Inserts `key`, or overwrites the value of an existing member. Raises `std::bad_alloc`.
@@ -143,7 +142,7 @@ class HashMap {
       U32 reusable = none;
       do {
         U32 const place = slots_[slot] ^ tag;
-        if (place < room_ && keys_[place] == key) return {values_[place], false};
+        if (place < room_ && members_[place].key == key) return {members_[place].value, false};
         if (slots_[slot] == usedSlot && reusable == none) reusable = slot;
         slot = after(slot);
       } while (slots_[slot] != freshSlot);
@@ -155,11 +154,11 @@ class HashMap {
       }
     }
     slots_[slot] = tag | size_;
-    keys_[size_] = key;
+    members_[size_].key = key;
     present_[size_ / 64] |= U64{1} << size_ % 64;
     ++live_;
     ++version_;
-    return {values_[size_++], true};
+    return {members_[size_++].value, true};
   }
 
   /// Makes room for that many members, and for some more, at once rather than as they come: while
@@ -182,12 +181,9 @@ class HashMap {
     }
     --live_;
     ++version_;
-    if (!isEnd) {
-      ++usedSlots_;
-    } else if (place + 1 == size_ && walks_ == nullptr) {
-      giveUpLastPlaces();
-    }
-    return std::exchange(values_[place], Value{});
+    usedSlots_ += isEnd ? 0 : 1;
+    if (place + 1 == size_ && isEnd && walks_ == nullptr) giveUpLastPlaces();
+    return std::exchange(members_[place].value, Value{});
   }
 
   /// A walk that stands on the first member, or at the end when there is none.
@@ -198,6 +194,8 @@ class HashMap {
   /// With more, the slots could not be numbered.
   static constexpr U32 mostMembers = none / 5 * 2;
   /// The room from which on a collection is large: its arrays grow by half, those of others double.
+  /// Others have more slots: as long as they are not much memory, it costs less than searches that
+  /// have to pass over other members.
   static constexpr U32 largeFrom = 8192;
   /// Slots without a member: one that never had one since the last move, and one that has been
   /// left. Their low bits are a place that is never in use.
@@ -222,7 +220,7 @@ class HashMap {
     for (U32 slot = homeOf(hash);;) {
       // A place, unless the slot is without a member or has another tag.
       U32 const place = slots_[slot] ^ tag;
-      if (place < room_ && keys_[place] == key) [[likely]]
+      if (place < room_ && members_[place].key == key) [[likely]]
         return {place, slot};
       if (slots_[slot] == freshSlot) [[likely]]
         return {none, slot};
@@ -264,7 +262,7 @@ class HashMap {
         if (live_ == size_) throw;
       }
     }
-    moveTo(keys_.get(), values_.get());
+    moveTo(members_.get());
     enterAll();
   }
   /// The room of the next larger arrays.
@@ -276,14 +274,12 @@ class HashMap {
   void grow(U64 wanted) {
     if (wanted > mostMembers) throw std::bad_alloc();
     auto const room = static_cast<U32>(wanted);
-    U32 const slotCount = 2 * room + room / 2;
-    auto keys = std::make_unique<Key[]>(room);
-    auto values = std::make_unique<Value[]>(room);
+    U32 const slotCount = room > largeFrom ? 2 * room + room / 2 : 4 * room;
+    auto members = std::make_unique<Member[]>(room);
     auto present = std::make_unique<U64[]>(room / 64 + 1);
     std::unique_ptr<U32[]> slots(new U32[slotCount]);
-    moveTo(keys.get(), values.get());
-    keys_ = std::move(keys);
-    values_ = std::move(values);
+    moveTo(members.get());
+    members_ = std::move(members);
     present_ = std::move(present);
     ownSlots_ = std::move(slots);
     slots_ = ownSlots_.get();
@@ -302,28 +298,26 @@ class HashMap {
       U32 const before = std::min(size_, 64 * word), in = std::min(size_ - before, 64U);
       present_[word] = in == 64 ? ~U64{0} : (U64{1} << in) - 1;
     }
-    for (U32 place = 0; place < size_; ++place) enterIndex(hashOf(keys_[place]), place);
+    for (U32 place = 0; place < size_; ++place) enterIndex(hashOf(members_[place].key), place);
   }
 
   /// Moves the members, without the holes, to the front of arrays that may be those they are in.
-  void moveTo(Key* keys, Value* values) noexcept {
+  void moveTo(Member* members) noexcept {
     for (IteratorConst* walk = walks_; walk != nullptr; walk = walk->nextWalk_) {
       U32 before = 0;
       for (U32 place = 0; place < walk->next(); ++place) before += isPresent(place) ? 1 : 0;
-      walk->moved(keys, values, before);
+      walk->moved(members, before);
     }
     U32 to = 0;
     for (U32 first = 0; first < size_; first += 64) {
       for (U64 present = present_[first / 64]; present != 0; present &= present - 1, ++to) {
         U32 const from = first + static_cast<U32>(std::countr_zero(present));
-        keys[to] = keys_[from];
-        if (&values[to] != &values_[from]) values[to] = std::move(values_[from]);
+        if (&members[to] != &members_[from]) members[to] = std::move(members_[from]);
       }
     }
   }
 
-  std::unique_ptr<Key[]> keys_;
-  std::unique_ptr<Value[]> values_;
+  std::unique_ptr<Member[]> members_;
   std::unique_ptr<U64[]> present_;
   std::unique_ptr<U32[]> ownSlots_;
   /// The one slot of a collection that has never had a member.
@@ -369,10 +363,10 @@ class HashMap<Key, Value>::IteratorConst {
   explicit operator bool() const noexcept { return rest_ != 0; }
 
   /// The key of the member the walk stands on, also after its removal.
-  Key key() const noexcept { return keys_[inWord()]; }
+  Key key() const noexcept { return here().key; }
 
   /// The value of the member the walk stands on. REQUIRES: it is still there.
-  Value const& value() const noexcept { return values_[inWord()]; }
+  Value const& value() const noexcept { return here().value; }
 
   IteratorConst& operator++() noexcept {
     if (U64 const others = rest_ & (rest_ - 1); others != 0) [[likely]] {
@@ -390,7 +384,7 @@ class HashMap<Key, Value>::IteratorConst {
     while (rest_ != 0 && groupOf(key()) != group) {
       // Whole words are passed over with a few vector instructions each.
       U32 word = next() / 64;
-      while (64 * (word + 1) <= map_->size_ && !mayAnyBeIn<64>(&map_->keys_[64 * word], group)) {
+      while (64 * (word + 1) <= map_->size_ && !mayAnyBeIn<64>(&map_->members_[64 * word], group)) {
         ++word;
       }
       if (64 * word > next()) standBefore(64 * word);
@@ -406,23 +400,26 @@ class HashMap<Key, Value>::IteratorConst {
 
   /// Where, in its word, the member is that the walk stands on.
   U32 inWord() const noexcept { return static_cast<U32>(std::countr_zero(rest_)); }
+  /// The member that the walk stands on. The offset is reckoned in 32 bits: an index would be
+  /// widened first, at an instruction for each step.
+  Member const& here() const noexcept {
+    return *reinterpret_cast<Member const*>(reinterpret_cast<char const*>(members_) +
+                                            inWord() * U32{sizeof(Member)});
+  }
   /// The place where the walk goes on: the one after that of the member it stands on.
   U32 next() const noexcept { return first_ + inWord() + 1; }
   /// Goes on at `place`, with nothing but the key it stands on known until then.
   void standBefore(U32 place) noexcept {
-    key_ = key();
-    keys_ = &key_;
+    alone_.key = key();
+    members_ = &alone_;
     first_ = place - 1;
     rest_ = 1;
   }
-  /// All members move to `keys` and `values`, those before `next()` to the first `before` places.
-  void moved(Key const* keys, Value const* values, U32 before) noexcept {
-    bool const isThere = keys_ != &key_ && map_->isPresent(next() - 1);
+  /// All members move to `members`, those before `next()` to the first `before` places.
+  void moved(Member const* members, U32 before) noexcept {
+    bool const isThere = members_ != &alone_ && map_->isPresent(next() - 1);
     standBefore(before);
-    if (isThere) {
-      keys_ = keys + before - 1;
-      values_ = values + before - 1;
-    }
+    if (isThere) members_ = members + before - 1;
   }
   /// The member at `place` is removed.
   void removed(U32 place) noexcept {
@@ -438,8 +435,7 @@ class HashMap<Key, Value>::IteratorConst {
       if (present == 0) continue;
       first_ = place / 64 * 64;
       rest_ = present;
-      keys_ = &map_->keys_[first_];
-      values_ = &map_->values_[first_];
+      members_ = &map_->members_[first_];
       return;
     }
     leave();
@@ -450,11 +446,10 @@ class HashMap<Key, Value>::IteratorConst {
   /// Stands where another walk stands.
   void standWhere(IteratorConst const& walk) noexcept {
     map_ = walk.map_;
-    keys_ = walk.keys_ == &walk.key_ ? &key_ : walk.keys_;
-    values_ = walk.values_;
+    members_ = walk.members_ == &walk.alone_ ? &alone_ : walk.members_;
     first_ = walk.first_;
     rest_ = walk.rest_;
-    key_ = walk.key_;
+    alone_.key = walk.alone_.key;
     if (rest_ != 0) enter();
   }
   /// Leaves the walks in progress, at its end.
@@ -467,16 +462,16 @@ class HashMap<Key, Value>::IteratorConst {
   }
 
   HashMap const* map_ = nullptr;
-  /// The word that the walk is in: 64 places side by side with their keys and values, the first
-  /// place among them, and a bit for each member that is not passed yet, the lowest for the one
-  /// that the walk stands on; none at the end. Members added since the walk came into the word are
-  /// looked for when these are through.
-  Key const* keys_ = &key_;
-  Value const* values_ = nullptr;
+  /// The word that the walk is in: 64 members side by side, the first place among them, and a bit
+  /// for each member that is not passed yet, the lowest for the one that the walk stands on; none
+  /// at the end. Members added since the walk came into the word are looked for when these are
+  /// through.
+  Member const* members_ = &alone_;
   U32 first_ = ~U32{0};
   U64 rest_ = 1;
-  /// The key that the walk stands on, where that is not to be read in the arrays any more.
-  Key key_{};
+  /// The key that the walk stands on, without a value, where it is not to be read in the array any
+  /// more.
+  Member alone_{};
   /// Another walk in progress.
   IteratorConst* nextWalk_ = nullptr;
 };

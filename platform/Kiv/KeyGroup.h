@@ -27,14 +27,14 @@ U32 groupOf(Key const& key) noexcept {
   }
 }
 
-/// Whether one of `count` keys may be in a group: a quick look at many of them. False: none is.
-/// Keys bring their own `mayBeIn()`.
-template <std::size_t count, class Key>
-bool mayAnyBeIn(Key const* keys, U32 group) noexcept {
-  if constexpr (requires { keys->mayBeIn(group); }) {
+/// Whether one of `count` members' keys may be in a group: a quick look at many of them. False:
+/// none is. Keys bring their own `mayBeIn()`.
+template <std::size_t count, class Member>
+bool mayAnyBeIn(Member const* members, U32 group) noexcept {
+  if constexpr (requires { members->key.mayBeIn(group); }) {
     // All of them, without a branch, so that the compiler looks at several in one instruction.
     U32 any = 0;
-    for (std::size_t at = 0; at < count; ++at) any |= keys[at].mayBeIn(group);
+    for (std::size_t at = 0; at < count; ++at) any |= members[at].key.mayBeIn(group);
     return any != 0;
   } else {
     return true;
