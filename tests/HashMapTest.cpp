@@ -97,35 +97,39 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
       }
       ASSERT_TRUE(step % 100 != 0 || !all);
       ASSERT_EQ(map.size(), std::ranges::count_if(model, &Member::live));
+      // What was removed or overwritten has been let go.
+      for (std::size_t at = 0; step % 100 == 0 && at < model.size(); ++at) {
+        ASSERT_EQ(model[at].value.use_count(), model[at].live ? 2 : 1) << "step " << step;
+      }
     }
-    // What was removed or overwritten has been let go.
-    for (Member const& m : model) ASSERT_EQ(m.value.use_count(), m.live ? 2 : 1);
   }
 }
 
 TEST(HashMap, EndlesslyManyKeysComeAndGoBehindTheOthers) {
-  std::mt19937 random;
-  Kiv::HashMap<U32, U32> map;
-  for (U32 key = 0; key < 30; ++key) map.valueIs(key, key);
-  auto const other = [&] { return static_cast<U32>(random()) | 0x80000000U; };
-  // Were all slots used up by those that are gone, a search would find no end.
-  for (U32 time = 0; time < 10000; ++time) {
-    U32 const key = other();
-    map.valueIs(key, time);
-    ASSERT_EQ(map.valueDel(key), time);
+  for (U32 const others : {30U, 9000U}) {
+    std::mt19937 random;
+    Kiv::HashMap<U32, U32> map;
+    for (U32 key = 0; key < others; ++key) map.valueIs(key, key);
+    auto const other = [&] { return static_cast<U32>(random()) | 0x80000000U; };
+    // Were all slots used up by those that are gone, a search would find no end.
+    for (U32 time = 0; time < 10000; ++time) {
+      U32 const key = other();
+      map.valueIs(key, time);
+      ASSERT_EQ(map.valueDel(key), time);
+    }
+    // The same while a walk stands where they go.
+    for (U32 time = 0; time < 1000; ++time) {
+      U32 const gone = other(), next = other();
+      map.valueIs(gone, time);
+      auto walk = map.iteratorConst();
+      while (walk.key() != gone) ++walk;
+      map.valueDel(gone);
+      map.valueIs(next, time);
+      ASSERT_TRUE(walk.key() == gone && ++walk && walk.key() == next && map.value(next) == time);
+      map.valueDel(next);
+    }
+    ASSERT_EQ(map.size(), others);
   }
-  // The same while a walk stands where they go.
-  for (U32 time = 0; time < 1000; ++time) {
-    U32 const gone = other(), next = other();
-    map.valueIs(gone, time);
-    auto walk = map.iteratorConst();
-    while (walk.key() != gone) ++walk;
-    map.valueDel(gone);
-    map.valueIs(next, time);
-    ASSERT_TRUE(walk.key() == gone && ++walk && walk.key() == next && map.value(next) == time);
-    map.valueDel(next);
-  }
-  EXPECT_EQ(map.size(), 30U);
 }
 
 /// Room for one more is room for one that comes and goes for ever, and room for two mostly for two.
