@@ -12,17 +12,6 @@
 
 namespace MacsecProxy {
 
-namespace {
-
-/// The status of a port, null when there is none; until the directory is changed.
-Interface::EthIntfStatus const* statusOf(Interface::EthIntfStatusDir const& directory,
-                                         Velto::IntfId intfId) noexcept {
-  Kiv::Ptr<Interface::EthIntfStatus const> const* const found = directory.intfStatus().find(intfId);
-  return found != nullptr ? found->ptr() : nullptr;
-}
-
-}  // namespace
-
 constinit Kiv::AllocTrackTypeInfo MacsecProxyIntfSm::KivConfig::kivAllocTrackTypeInfo_{
     "MacsecProxy::MacsecProxyIntfSm::KivConfig"};
 constinit Kiv::AllocTrackTypeInfo MacsecProxyIntfSm::KivDeviceIntfStatusDir::kivAllocTrackTypeInfo_{
@@ -289,8 +278,8 @@ void MacsecProxyIntfSm::doUpdateDmaMacsecProxy(Velto::IntfId intfId, bool enable
   trace(__LINE__, "doUpdateDmaMacsecProxy", intfId_,
         " void MacsecProxy::MacsecProxyIntfSm::doUpdateDmaMacsecProxy(Velto::IntfId, bool): ",
         intfId, ", ", enable);
-  Interface::EthIntfStatus const* const port = statusOf(*ethIntfStatusDir_, intfId);
-  if (port == nullptr) return;
+  Kiv::Ptr<Interface::EthIntfStatus const> const port = ethIntfStatusDir_->intfStatus(intfId);
+  if (!port) return;
   DriverCommand command("macsec_proxy");
   send(command.field(port->deviceNameText()).field(enable ? 1U : 0U));
 }
@@ -299,13 +288,15 @@ void MacsecProxyIntfSm::doUpdateDmaMacsecProxyClient(Velto::IntfId proxyIntfId,
                                                      Velto::IntfId clientIntfId,
                                                      Bridging::VlanIdOrNone clientTag,
                                                      bool enable) {
-  Interface::EthIntfStatus const* const client = statusOf(*ethIntfStatusDir_, clientIntfId);
-  if (client == nullptr) [[unlikely]]
+  Kiv::Ptr<Interface::EthIntfStatus const> const client =
+      ethIntfStatusDir_->intfStatus(clientIntfId);
+  if (!client) [[unlikely]]
     return;
   DriverCommand command("macsec_proxy_client");
   if (enable) {
-    Interface::EthIntfStatus const* const proxy = statusOf(*ethIntfStatusDir_, proxyIntfId);
-    if (proxy == nullptr) [[unlikely]]
+    Kiv::Ptr<Interface::EthIntfStatus const> const proxy =
+        ethIntfStatusDir_->intfStatus(proxyIntfId);
+    if (!proxy) [[unlikely]]
       return;
     command.field(proxy->deviceNameText());
   } else {

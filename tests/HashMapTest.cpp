@@ -11,7 +11,12 @@
 namespace {
 
 using Velto::IntfId;
-using Value = std::shared_ptr<int>;
+/// The text is one that would not survive being moved to where it is.
+struct Value {
+  std::shared_ptr<int> held;
+  std::string text;
+  bool operator==(Value const&) const = default;
+};
 
 struct Member {
   IntfId key;
@@ -54,14 +59,14 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
       U32 const version = map.version();
       // Grows and shrinks in turn, so that holes come to outnumber members.
       if (choice < (step / 600 % 2 == 0 ? 450 : 120)) {
-        auto const value = std::make_shared<int>();
+        Value const value{std::make_shared<int>(), std::string(40, 'a')};
         map.valueIs(key, value);
         if (present) member->value = value;
         if (!present) model.push_back({key, value});
         changed = !present;
         newest = number;
       } else if (choice < 600) {
-        ASSERT_EQ(map.valueDel(key), present ? member->value : nullptr);
+        ASSERT_EQ(map.valueDel(key), present ? member->value : Value());
         if (present) member->live = false;
         changed = present;
       } else if (choice < 602) {
@@ -99,37 +104,35 @@ TEST(HashMap, GeneratedHistoriesWithWalksInProgress) {
       ASSERT_EQ(map.size(), std::ranges::count_if(model, &Member::live));
       // What was removed or overwritten has been let go.
       for (std::size_t at = 0; step % 100 == 0 && at < model.size(); ++at) {
-        ASSERT_EQ(model[at].value.use_count(), model[at].live ? 2 : 1) << "step " << step;
+        ASSERT_EQ(model[at].value.held.use_count(), model[at].live ? 2 : 1) << "step " << step;
       }
     }
   }
 }
 
 TEST(HashMap, EndlesslyManyKeysComeAndGoBehindTheOthers) {
-  for (U32 const others : {30U, 9000U}) {
-    std::mt19937 random;
-    Kiv::HashMap<U32, U32> map;
-    for (U32 key = 0; key < others; ++key) map.valueIs(key, key);
-    auto const other = [&] { return static_cast<U32>(random()) | 0x80000000U; };
-    // Were all slots used up by those that are gone, a search would find no end.
-    for (U32 time = 0; time < 10000; ++time) {
-      U32 const key = other();
-      map.valueIs(key, time);
-      ASSERT_EQ(map.valueDel(key), time);
-    }
-    // The same while a walk stands where they go.
-    for (U32 time = 0; time < 1000; ++time) {
-      U32 const gone = other(), next = other();
-      map.valueIs(gone, time);
-      auto walk = map.iteratorConst();
-      while (walk.key() != gone) ++walk;
-      map.valueDel(gone);
-      map.valueIs(next, time);
-      ASSERT_TRUE(walk.key() == gone && ++walk && walk.key() == next && map.value(next) == time);
-      map.valueDel(next);
-    }
-    ASSERT_EQ(map.size(), others);
+  std::mt19937 random;
+  Kiv::HashMap<U32, U32> map;
+  for (U32 key = 0; key < 30; ++key) map.valueIs(key, key);
+  auto const other = [&] { return static_cast<U32>(random()) | 0x80000000U; };
+  // Were all slots used up by those that are gone, a search would find no end.
+  for (U32 time = 0; time < 10000; ++time) {
+    U32 const key = other();
+    map.valueIs(key, time);
+    ASSERT_EQ(map.valueDel(key), time);
   }
+  // The same while a walk stands where they go.
+  for (U32 time = 0; time < 1000; ++time) {
+    U32 const gone = other(), next = other();
+    map.valueIs(gone, time);
+    auto walk = map.iteratorConst();
+    while (walk.key() != gone) ++walk;
+    map.valueDel(gone);
+    map.valueIs(next, time);
+    ASSERT_TRUE(walk.key() == gone && ++walk && walk.key() == next && map.value(next) == time);
+    map.valueDel(next);
+  }
+  EXPECT_EQ(map.size(), 30U);
 }
 
 /// Room for one more is room for one that comes and goes for ever, and room for two mostly for two.
@@ -147,7 +150,7 @@ TEST(HashMap, RoomOfThoseThatComeAndGoIsFreeAgain) {
     }
     larger += Allocations::made != made ? 1 : 0;
   }
-  EXPECT_LT(larger, 120U);
+  EXPECT_LT(larger, 60U);
 }
 
 /// Wherever a member stands, and whatever hole there is, it is found, and found once.
@@ -216,8 +219,9 @@ TEST(HashMap, InsertionThatFailsChangesNothing) {
   Allocations::failAt = 0;
   // To expect one after the other takes no more than growing does.
   std::size_t const made = Allocations::made;
-  for (U32 size = 900; size < 5000; map.valueIs(size, size), ++size) map.expect(size + 1);
-  EXPECT_LT(Allocations::made - made, 20U);
+  for (U32 size = 900; size < 40000; map.valueIs(size, size), ++size) map.expect(size + 1);
+  EXPECT_LT(Allocations::made - made, 25U);
+  for (U32 key = 0; key < 40000; ++key) ASSERT_TRUE(map.has(key) && !map.has(key + 40000)) << key;
 }
 
 }  // namespace

@@ -39,8 +39,9 @@ U32 hashOf(Key const& key) noexcept {
 ///    raises;
 ///  - a reference to a value is valid until the next insertion or removal, or `expect`.
 ///
-/// Keys are small values that compare with `==`; values can be made empty with `Value{}` and move
-/// without raising. Walks are known to their collection: walking is for one thread at a time.
+/// Keys are small values that compare with `==`; values can be made empty with `Value{}` and
+/// moved, neither of which raises. Walks are known to their collection: walking is for one thread
+/// at a time.
 ///
 /// How it works: members stand in an array in the order of insertion, and a bit for each place
 /// tells whether a member stands there. A removed member leaves a hole. When the array is full, the
@@ -52,20 +53,23 @@ U32 hashOf(Key const& key) noexcept {
 /// place and above it, in the bits that no place needs, the low bits of the hash; its high bits
 /// say where a search begins. There are four slots for a place, in large collections five for two.
 /// A slot that has been left is no end to a search, so that a removal moves nothing; it may be
-/// taken again, and at the next move all members are entered anew. Between two moves there are no
-/// more insertions than places, so three slots of five at least stay fresh, and a search soon meets
+/// taken again, and at the next move all members are entered anew. No more slots are ever taken or
+/// left behind than there are places, so three of five at least stay fresh, and a search soon meets
 /// one. Where no search goes on behind a slot that is left, it is fresh again; if its member was
 /// the newest and nobody walks, its place and the holes before it are free too, but for as many
 /// holes as there are slots that have been left. Such a slot and the last place, if that is a hole,
-/// may be taken again together. The arrays never shrink.
+/// may be taken again together. Neither array ever shrinks.
 template <class Key, class Value>
 class HashMap {
  public:
   using KeyType = Key;
   using ValueType = Value;
 
-  /// A key with its value.
-  struct Member {
+  /// So that sixteen bytes stand in one cache line, whatever `new` puts before an array of them.
+  static constexpr std::size_t alignmentOfMember =
+      sizeof(Key) + sizeof(Value) == 16 ? 16 : std::max(alignof(Key), alignof(Value));
+  /// What stands in a place; hosts name the type, too.
+  struct alignas(alignmentOfMember) Member {
     Key key;
     Value value;
   };
@@ -103,7 +107,7 @@ class HashMap {
 
   /// Whether much of the collection is not near the processor, so that it pays to have what several
   /// searches will look at fetched ahead.
-  bool isLarge() const noexcept { return room_ > largeFrom; }
+  bool isLarge() const noexcept { return room_ > largeAbove; }
   /// Has the processor fetch what a search for `key` looks at first.
   void prefetch(Key key) const noexcept { __builtin_prefetch(slots_ + homeOf(hashOf(key))); }
   /// The same, and what such a search reads of a member that is there. It is worth less than
@@ -193,10 +197,10 @@ class HashMap {
   static constexpr U32 none = ~U32{0};
   /// With more, the slots could not be numbered.
   static constexpr U32 mostMembers = none / 5 * 2;
-  /// The room from which on a collection is large: its arrays grow by half, those of others double.
-  /// Others have more slots: as long as they are not much memory, it costs less than searches that
-  /// have to pass over other members.
-  static constexpr U32 largeFrom = 8192;
+  /// A collection with more room is large. Its arrays grow by half and have five slots for two
+  /// places; those of others double and have four for each: while slots take little memory, more of
+  /// them cost less than searches that pass over other members.
+  static constexpr U32 largeAbove = 8192;
   /// Slots without a member: one that never had one since the last move, and one that has been
   /// left. Their low bits are a place that is never in use.
   static constexpr U32 freshSlot = ~U32{0}, usedSlot = freshSlot >> 1U;
@@ -274,7 +278,7 @@ class HashMap {
   void grow(U64 wanted) {
     if (wanted > mostMembers) throw std::bad_alloc();
     auto const room = static_cast<U32>(wanted);
-    U32 const slotCount = room > largeFrom ? 2 * room + room / 2 : 4 * room;
+    U32 const slotCount = room > largeAbove ? 2 * room + room / 2 : 4 * room;
     auto members = std::make_unique<Member[]>(room);
     auto present = std::make_unique<U64[]>(room / 64 + 1);
     std::unique_ptr<U32[]> slots(new U32[slotCount]);
@@ -301,7 +305,8 @@ class HashMap {
     for (U32 place = 0; place < size_; ++place) enterIndex(hashOf(members_[place].key), place);
   }
 
-  /// Moves the members, without the holes, to the front of arrays that may be those they are in.
+  /// Moves the members, without the holes, to the front of an array, which may be the one they are
+  /// in.
   void moveTo(Member* members) noexcept {
     for (IteratorConst* walk = walks_; walk != nullptr; walk = walk->nextWalk_) {
       U32 before = 0;
@@ -382,7 +387,7 @@ class HashMap<Key, Value>::IteratorConst {
   /// a step. REQUIRES: `group` is not `everyGroup`.
   bool seek(U32 group) noexcept {
     while (rest_ != 0 && groupOf(key()) != group) {
-      // Whole words are passed over with a few vector instructions each.
+      // Whole words are looked at without a branch for each member.
       U32 word = next() / 64;
       while (64 * (word + 1) <= map_->size_ && !mayAnyBeIn<64>(&map_->members_[64 * word], group)) {
         ++word;
@@ -400,8 +405,8 @@ class HashMap<Key, Value>::IteratorConst {
 
   /// Where, in its word, the member is that the walk stands on.
   U32 inWord() const noexcept { return static_cast<U32>(std::countr_zero(rest_)); }
-  /// The member that the walk stands on. The offset is reckoned in 32 bits: an index would be
-  /// widened first, at an instruction for each step.
+  /// The member that the walk stands on. The offset is reckoned in 32 bits: g++ would widen an
+  /// index first, at an instruction for each step.
   Member const& here() const noexcept {
     return *reinterpret_cast<Member const*>(reinterpret_cast<char const*>(members_) +
                                             inWord() * U32{sizeof(Member)});
@@ -462,10 +467,10 @@ class HashMap<Key, Value>::IteratorConst {
   }
 
   HashMap const* map_ = nullptr;
-  /// The word that the walk is in: 64 members side by side, the first place among them, and a bit
-  /// for each member that is not passed yet, the lowest for the one that the walk stands on; none
-  /// at the end. Members added since the walk came into the word are looked for when these are
-  /// through.
+  /// The word that the walk is in: 64 places side by side, the number of the first of them, and a
+  /// bit for each member there that is not passed yet, the lowest for the one that the walk stands
+  /// on; none at the end. Members added since the walk came into the word are looked for when these
+  /// are through.
   Member const* members_ = &alone_;
   U32 first_ = ~U32{0};
   U64 rest_ = 1;

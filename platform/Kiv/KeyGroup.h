@@ -32,7 +32,7 @@ U32 groupOf(Key const& key) noexcept {
 template <std::size_t count, class Member>
 bool mayAnyBeIn(Member const* members, U32 group) noexcept {
   if constexpr (requires { members->key.mayBeIn(group); }) {
-    // All of them, without a branch, so that the compiler looks at several in one instruction.
+    // All of them, without a branch, so that a compiler may look at several in one instruction.
     U32 any = 0;
     for (std::size_t at = 0; at < count; ++at) any |= members[at].key.mayBeIn(group);
     return any != 0;
