@@ -1,7 +1,7 @@
 // The stand-in agent as a user meets it: a child process with an input, two outputs and an exit
 // status.
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +14,8 @@
 #include <string>
 
 namespace {
+
+using testing::EndsWith, testing::FieldsAre, testing::StartsWith;
 
 struct Outcome {
   int status;
@@ -29,8 +31,7 @@ std::string contentOf(std::filesystem::path const& path) {
 
 /// Runs the agent with `arguments`, and with `input` as its standard input.
 Outcome run(std::string const& input, std::string const& arguments = "") {
-  auto const folder = std::filesystem::temp_directory_path();
-  std::string const base = (folder / ("agent-test-" + std::to_string(getpid()))).string();
+  std::string const base = testing::TempDir() + "agent-test-" + std::to_string(getpid());
   std::ofstream(base + ".in", std::ios::binary) << input;
   int const status = std::system(
       (AGENT " " + arguments + " <" + base + ".in >" + base + ".out 2>" + base + ".err").c_str());
@@ -54,9 +55,8 @@ TEST(AgentTest, RefusesInWordsThatSayWhatWouldBeRightAndChangesNothing) {
     while (std::getline(file, text) && !text.empty()) complaint += text + '\n';
     SCOPED_TRACE(line);
     Outcome const outcome = run(before + line + "\r\nshow all\nstop\n");
-    EXPECT_EQ(outcome.status, complaint.find("not met") == std::string::npos ? 2 : 1);
-    EXPECT_EQ(outcome.err, complaint);
-    EXPECT_TRUE(outcome.out.starts_with(run(before).out));
+    int const status = complaint.find("not met") == std::string::npos ? 2 : 1;
+    EXPECT_THAT(outcome, FieldsAre(status, StartsWith(run(before).out), complaint));
     EXPECT_EQ(outcome.out.find("result:") & outcome.out.find("records"), std::string::npos);
     ++refused;
   }
@@ -67,27 +67,21 @@ TEST(AgentTest, RefusesInWordsThatSayWhatWouldBeRightAndChangesNothing) {
 }
 
 TEST(AgentTest, TheLibraryIsLoadedFromAFileAndNotLinked) {
-  Outcome const missing = run("types\n", "--library /nonexistent.so");
-  EXPECT_EQ(missing.status, 2);
-  EXPECT_EQ(
-      missing.err,
-      "/nonexistent.so: cannot be loaded: /nonexistent.so: cannot open shared object file: No "
-      "such file or directory\n");
-  Outcome const other = run("types\n", "--library " PLATFORM);
-  EXPECT_EQ(other.status, 2);
-  EXPECT_EQ(other.err, PLATFORM ": does not register the type MacsecProxy::MacsecProxySm\n");
-  EXPECT_EQ(missing.out + other.out, "");
+  EXPECT_THAT(run("types\n", "--library /nonexistent.so"),
+              FieldsAre(2, "",
+                        "/nonexistent.so: cannot be loaded: /nonexistent.so: cannot open shared "
+                        "object file: No such file or directory\n"));
+  EXPECT_THAT(
+      run("types\n", "--library " PLATFORM),
+      FieldsAre(2, "", PLATFORM ": does not register the type MacsecProxy::MacsecProxySm\n"));
 }
 
 TEST(AgentTest, ATeardownThatRaisesEndsTheProcessWithAWord) {
-  Outcome const outcome =
-      run("eth set et1 eth1\neth set et7 eth7\nstart\nproxy set et1.1 et2.1 et7\n"
-          "driver throw 2\nstop\n");
-  EXPECT_EQ(outcome.status, 3);
-  EXPECT_EQ(outcome.err,
-            "<stdin>:6: raised by a teardown, which ends the process: "
-            "driver refused \"macsec_proxy eth1 0\"\n");
-  EXPECT_TRUE(outcome.out.ends_with("> stop\n    driver: macsec_proxy_client et1.1 eth7 0 0\n"));
+  EXPECT_THAT(run("eth set et1 eth1\neth set et7 eth7\nstart\nproxy set et1.1 et2.1 et7\n"
+                  "driver throw 2\nstop\n"),
+              FieldsAre(3, EndsWith("> stop\n    driver: macsec_proxy_client et1.1 eth7 0 0\n"),
+                        "<stdin>:6: raised by a teardown, which ends the process: "
+                        "driver refused \"macsec_proxy eth1 0\"\n"));
 }
 
 TEST(AgentTest, AnyBytesComeOutAsJsonLines) {

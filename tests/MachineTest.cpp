@@ -40,8 +40,8 @@ TEST_F(MachineTest, WhatNobodyCanType) {
   auto const pool = machine->macsecTag();
   // Taken by somebody else, one tag of a pair is a pool that nobody can serve.
   pool->setBitsInRange(5, 5);
-  EXPECT_EQ(raised<Kiv::ConsistencyException>([&] { play("+et1.3/et8.3"); }),
-            "encryptTag.value() % 2");
+  EXPECT_THAT([&] { play("+et1.3/et8.3"); },
+              ThrowsMessage<Kiv::ConsistencyException>("encryptTag.value() % 2"));
   EXPECT_EQ(sizes(), "2 4 0 0 0");
   machine->macsecTagIs(1, 5000, Pesk::HBitmap::BitState::clear)->setBitsInRange(1, 4096);
   EXPECT_THROW(play("+et1.4/et8.4"), Kiv::RangeException);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <fmt/format.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <array>
 #include <functional>
@@ -19,20 +19,10 @@
 using Interface::DeviceIntfStatusDir, Interface::EthIntfStatusDir, Interface::SubIntfDynDot1qEncap;
 using MacsecProxy::Config, MacsecProxy::MacsecProxyIntfSm, MacsecProxy::MacsecProxySm;
 using MacsecProxy::Status, Velto::IntfId;
+using testing::HasSubstr, testing::ThrowsMessage;
 
 inline IntfId intf(std::string const& text) { return IntfId(Kiv::String(text.c_str())); }
 inline IntfId operator""_intf(char const* text, std::size_t) { return intf(text); }
-
-/// What `action` raises of the kind `Error`; other kinds come through.
-template <class Error, class Action>
-std::string raised(Action action) {
-  try {
-    action();
-  } catch (Error const& error) {
-    return error.what();
-  }
-  return "nothing";
-}
 
 /// What an agent has around the machines, and what they trace and command. The ports et1 to et9
 /// have the device names dev1 to dev9. What can be typed as a scenario is not tested in here.
