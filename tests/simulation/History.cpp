@@ -84,11 +84,7 @@ class Generator {
     add("start");
     U32 const length = isBig ? 20 : 25 + below(40);
     for (U32 step = 0; step < length; ++step) {
-      if (isBig && oneIn(3)) {
-        add(floods);
-      } else {
-        add(events);
-      }
+      add(isBig && oneIn(3) ? std::span<Kind const>(floods) : events);
       std::string const& text = history_.back().text;
       isDown_ |= text == "stop" || text == "crash";
       if (!isDown_) continue;
@@ -128,11 +124,7 @@ class Generator {
     place_ = which % places;
     Step step;
     for (; *text != '\0'; ++text) {
-      if (*text == '$') {
-        step.text += named(*++text, which);
-      } else {
-        step.text += *text;
-      }
+      step.text += *text == '$' ? named(*++text, which) : std::string(1, *text);
     }
     if (hasFaults_ && oneIn(20)) {
       step.fault = oneIn(2) ? Fault::driver : Fault::allocation;

@@ -139,12 +139,10 @@ bool SimulatedAgent::follow(Agent::Snapshot const& before) {
     ledger.oldSteering.insert(former);
   }
   // What is gone has no excuse to come back.
-  auto const forget = [](auto& excused, auto const& isHeld) {
-    std::erase_if(excused, [&](auto const& key) { return !isHeld(key); });
-  };
-  forget(ledger.oldEncaps, [&](IntfId key) { return entities().dynDot1qEncap->encapHas(key); });
-  forget(ledger.oldModes, [&](auto const& name) { return driver_.proxyMode().contains(name); });
-  forget(ledger.oldSteering, [&](auto const& name) { return driver_.steering().contains(name); });
+  auto const& encaps = entities().dynDot1qEncap;
+  std::erase_if(ledger.oldEncaps, [&](IntfId key) { return !encaps->encapHas(key); });
+  std::erase_if(ledger.oldModes, [&](auto& name) { return !driver_.proxyMode().contains(name); });
+  std::erase_if(ledger.oldSteering, [&](auto& name) { return !driver_.steering().contains(name); });
   return heard;
 }
 
@@ -195,39 +193,35 @@ void SimulatedAgent::judgeNothingLives() const {
 }
 
 void SimulatedAgent::judgeRunning() {
-  struct Port {
-    U32 count = 0;
-    std::set<U32> tags;
-    std::set<IntfId> served;
-  };
-  std::map<IntfId, Port> ports;
-  std::map<IntfId, std::set<U32>> rightEncaps;
-  std::map<IntfId, std::map<IntfId, U32>> clients;
+  std::map<IntfId, U32> sizes;
+  std::map<IntfId, std::set<U32>> heldTags, rightEncaps;
+  std::map<IntfId, std::set<IntfId>> served;
+  Services services;
   decltype(ledger.unserved) unserved;
   Agent::Snapshot const now(entities());
   for (auto const& [subIntf, entry] : now.config) {
-    Port& port = ports[parentOf(subIntf)];
-    ++port.count;
+    IntfId const port = parentOf(subIntf);
+    ++sizes[port];
     auto const record = entities().status->proxySubIntfStatus(subIntf);
     if (!record) {
       unserved.emplace_back(subIntf, entry);
       continue;
     }
-    port.served.insert(subIntf);
+    served[port].insert(subIntf);
     require(record->proxySubIntfId() == subIntf &&
                 record->patchSubIntfId() == entry->patchSubIntfId() &&
                 record->clientIntfId() == entry->clientIntfId(),
             "a record agrees with its entry", subIntf);
     U32 const odd = record->encryptTag().value(), even = record->clientTag().value();
     require(odd % 2 == 1 && even == odd + 1, "an odd tag and the even one after it", subIntf);
-    require(port.tags.insert(odd).second && port.tags.insert(even).second,
+    require(heldTags[port].insert(odd).second && heldTags[port].insert(even).second,
             "no tag of a port is held twice", subIntf);
     rightEncaps[subIntf].insert(even);
     rightEncaps[entry->patchSubIntfId()].insert(odd);
-    if (entry->clientIntfId() != IntfId()) clients[entry->clientIntfId()][subIntf] = even;
+    if (entry->clientIntfId() != IntfId()) services[{entry->clientIntfId(), subIntf}] = even;
   }
   for (auto const& entry : unserved) {
-    require(ports[parentOf(entry.first)].served.size() == pairsOfAPort ||
+    require(served[parentOf(entry.first)].size() == pairsOfAPort ||
                 std::ranges::count(ledger.unserved, entry) != 0,
             "exactly the configured ones are in service", entry.first);
   }
@@ -247,42 +241,38 @@ void SimulatedAgent::judgeRunning() {
   }
 
   auto const view = session_.world.view();
-  require(now.marks.size() == ports.size(), "marks equal the ports in use");
-  require(view.proxySubIntfCnt.size() == ports.size(), "counts equal the ports in use");
-  require(view.machines.size() == ports.size(), "machines equal the ports in use");
-  require(entities().config->notifieeList()->size() == 1 + ports.size() &&
-              entities().deviceIntfStatusDir->notifieeList()->size() == ports.size(),
+  std::set<IntfId> ports;
+  require(now.marks.size() == sizes.size(), "marks equal the ports in use");
+  require(std::map(view.proxySubIntfCnt.begin(), view.proxySubIntfCnt.end()) == sizes,
+          "counts are those of the keys");
+  require(view.machines.size() == sizes.size(), "machines equal the ports in use");
+  require(entities().config->notifieeList()->size() == 1 + sizes.size() &&
+              entities().deviceIntfStatusDir->notifieeList()->size() == sizes.size(),
           "one reactor for each machine and entity");
-  for (auto const& [port, count] : view.proxySubIntfCnt) {
-    require(count == ports[port].count, "a count is that of the keys", port);
-  }
-  for (auto const& [port, inService, known, tags] : view.machines) {
-    require(entities().status->proxyIntf(port), "a port in use is marked", port);
-    require(ports[port].served == std::set(inService.begin(), inService.end()),
+  for (auto const& [port, inService, known, tagsInUse] : view.machines) {
+    ports.insert(port);
+    require(sizes.contains(port) && entities().status->proxyIntf(port),
+            "a port with a machine is in use and marked", port);
+    require(served[port] == std::set(inService.begin(), inService.end()),
             "a machine serves its own", port);
-    require(std::ranges::equal(ports[port].tags, tags),
+    require(std::ranges::equal(heldTags[port], tagsInUse),
             "the pool holds exactly the pairs of its records", port);
     for (auto const& [client, subIntf] : known) {
-      require(parentOf(subIntf) == port && clients[client].contains(subIntf),
+      require(parentOf(subIntf) == port && services.contains({client, subIntf}),
               "a client belongs to a sub-interface of the port", client);
     }
-    for (auto const& [client, served] : clients) {
-      for (auto const& [subIntf, tag] : served) {
-        require(parentOf(subIntf) != port ||
-                    std::ranges::count(ledger.clientClaims[client], port, parentOf) > 1 ||
-                    std::ranges::count(known, std::pair(client, subIntf)) != 0,
-                "a client is known to its machine", client);
-      }
+    for (auto const& [service, tag] : services) {
+      auto const& [client, subIntf] = service;
+      require(parentOf(subIntf) != port ||
+                  std::ranges::count(ledger.clientClaims[client], port, parentOf) > 1 ||
+                  std::ranges::count(known, service) != 0,
+              "a client is known to its machine", client);
     }
   }
-  std::set<IntfId> inUse;
-  for (auto const& [port, what] : ports) inUse.insert(port);
-  std::erase_if(clients, [](auto const& client) { return client.second.empty(); });
-  judgeDriver(clients, inUse);
+  judgeDriver(services, ports);
 }
 
-void SimulatedAgent::judgeDriver(std::map<IntfId, std::map<IntfId, U32>> const& clients,
-                                 std::set<IntfId> const& ports) {
+void SimulatedAgent::judgeDriver(Services const& services, std::set<IntfId> const& ports) {
   std::set<std::string> portNames;
   std::map<std::string, std::set<U32>> clientTags;
   auto const isReachable = [&](IntfId interface) {
@@ -293,11 +283,11 @@ void SimulatedAgent::judgeDriver(std::map<IntfId, std::map<IntfId, U32>> const& 
     require(!isReachable(port) || driver_.proxyMode().contains(knownName(port)),
             "a port in use is in proxy mode", port);
   }
-  for (auto const& [client, served] : clients) {
+  for (auto const& [service, tag] : services) {
+    auto const& [client, subIntf] = service;
     std::string const name = knownName(client);
-    for (auto const& [subIntf, tag] : served) clientTags[name].insert(tag);
-    auto const [subIntf, tag] = *served.begin();
     IntfId const port = parentOf(subIntf);
+    clientTags[name].insert(tag);
     if (ledger.clientClaims.at(client).size() > 1 || !isReachable(client) || !isReachable(port)) {
       continue;
     }

@@ -75,10 +75,9 @@ std::optional<std::string> SimulatedAgent::attempt(Step const& step) {
   } catch (std::bad_alloc const& error) {
     raised = error.what();
   }
-  std::size_t const toFail = step.fault == Fault::allocation ? std::exchange(Allocations::failAt, 0)
-                                                             : std::size_t{driver_.throwAt()};
+  failed_ = arms_ && Allocations::failAt + driver_.throwAt() == 0;
+  Allocations::failAt = 0;
   driver_.throwAtIs(0);
-  failed_ = arms_ && toFail == 0;
   counts.faults += failed_;
   bool const ofMemory = step.fault == Fault::allocation;
   // Of many rounds, only the last one's error is kept.

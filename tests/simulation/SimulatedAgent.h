@@ -18,8 +18,7 @@ namespace Simulation {
 using Velto::IntfId;
 
 /// A rule that does not hold.
-class Broken : public std::runtime_error {
- public:
+struct Broken : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 void require(bool holds, std::string const& rule, std::string const& about = "");
@@ -42,6 +41,9 @@ struct Left {
 /// The tables and what the driver holds, each thing with what is said of it.
 using Tables = std::map<std::string, std::string>;
 Tables tablesOf(Left const& left);
+
+/// The tag with which a client is served, by the client and the proxy sub-interface that serves it.
+using Services = std::map<std::pair<IntfId, IntfId>, U32>;
 
 /// What the rules remember of a history beside the present state: who has laid claim to a name, and
 /// what there is that no rule demands, with a reason.
@@ -113,8 +115,7 @@ class SimulatedAgent {
 
   void judge(bool hasStopped);
   void judgeRunning();
-  void judgeDriver(std::map<IntfId, std::map<IntfId, U32>> const& clients,
-                   std::set<IntfId> const& ports);
+  void judgeDriver(Services const& services, std::set<IntfId> const& ports);
   void judgeCommands() const;
   void judgeNothingLives() const;
   std::set<std::string> cutClients() const;
