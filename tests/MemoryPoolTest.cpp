@@ -56,17 +56,14 @@ TEST(MemoryPool, BlocksGivenBackElsewhereServeAgain) {
     std::barrier<> bothAreThrough(2);
     inThreads(2, [&](std::size_t thread) {
       for (int turn = 0; turn < 10; ++turn) {
-        std::size_t const before = Allocations::made;
-        for (void*& block : blocks) {
-          if (thread == 0) block = MemoryPool::blockIs(40);
-        }
-        if (thread == 0) made += Allocations::made - before;
+        if (thread == 0) std::ranges::generate(blocks, [] { return MemoryPool::blockIs(40); });
         bothAreThrough.arrive_and_wait();
         for (void* const block : blocks) {
           if (thread == 1) MemoryPool::blockDel(block, 40);
         }
         bothAreThrough.arrive_and_wait();
       }
+      if (thread == 0) made = Allocations::made;
     });
     // The blocks of one turn and a few more, 64 to a chunk; none when there are those of others.
     EXPECT_EQ(made < (isFirst ? 300 : 5), MemoryPool::isOn);

@@ -8,12 +8,11 @@
 template <class Work>
 void inThreads(std::size_t threads, Work work) {
   std::latch start(static_cast<std::ptrdiff_t>(threads));
-  std::vector<std::thread> running;
+  std::vector<std::jthread> running;
   for (std::size_t number = 0; number < threads; ++number) {
     running.emplace_back([&work, &start, number] {
       start.arrive_and_wait();
       work(number);
     });
   }
-  for (auto& thread : running) thread.join();
 }

@@ -171,25 +171,21 @@ std::string SimulatedAgent::untold(bool isStarting) const {
 }
 
 void SimulatedAgent::judge(bool hasStopped) {
-  if (!isRunning()) judgeNothingLives();
+  if (!isRunning()) {
+    require(entities().config->notifieeList()->size() == 0 &&
+                entities().deviceIntfStatusDir->notifieeList()->size() == 0,
+            "reactors go with their machines");
+    if (alive == 1) requireNothingLives(true);
+  }
   if (ledger.disturbed) return;
   judgeCommands();
-  if (isRunning()) {
-    judgeRunning();
-  } else if (hasStopped) {
-    require(entities().status->proxySubIntfStatus().size() == 0, "a stop removes every record");
-    for (auto const& [key, encap] : Agent::Snapshot(entities()).encaps) {
-      require(ledger.oldEncaps.contains(key), "a stop removes every encapsulation", key);
-    }
-    judgeDriver({}, {});
+  if (isRunning()) judgeRunning();
+  if (!hasStopped) return;
+  require(entities().status->proxySubIntfStatus().size() == 0, "a stop removes every record");
+  for (auto const& [key, encap] : Agent::Snapshot(entities()).encaps) {
+    require(ledger.oldEncaps.contains(key), "a stop removes every encapsulation", key);
   }
-}
-
-void SimulatedAgent::judgeNothingLives() const {
-  require(entities().config->notifieeList()->size() == 0 &&
-              entities().deviceIntfStatusDir->notifieeList()->size() == 0,
-          "reactors go with their machines");
-  if (alive == 1) requireNothingLives(true);
+  judgeDriver({}, {});
 }
 
 void SimulatedAgent::judgeRunning() {

@@ -120,9 +120,8 @@ void SimulatedAgent::perform(Step const& step, bool isJudged) {
   bool const heard = follow(before);
   if (isStarting) {
     std::map<IntfId, U32> sizes;
-    for (auto const& [subIntf, entry] : before.config) ++sizes[parentOf(subIntf)];
-    bool const fits =
-        std::ranges::all_of(sizes, [](auto const& size) { return size.second <= pairsOfAPort; });
+    bool fits = true;
+    for (auto const& [key, entry] : before.config) fits &= ++sizes[parentOf(key)] <= pairsOfAPort;
     require(failed_ || raised->empty() == fits, "a start fails exactly when a pool is too small");
   }
   if (!raised->empty()) {
@@ -131,17 +130,14 @@ void SimulatedAgent::perform(Step const& step, bool isJudged) {
     ledger.disturbed |= isStarting || isAccess(step.text);
   }
   ledger.disturbed |= failed_ || isMeddling(step.text);
-  if (!heard && !ledger.disturbed && wasRunning == isRunning() && !isStarting &&
-      !isAccess(step.text)) {
-    require(driver_.log().empty(), "a no-op change sends nothing", step.text);
-  }
-  if (wasInLine && isRunning() && step.fault != Fault::allocation) {
+  bool const mayTell =
+      heard || ledger.disturbed || wasRunning != isRunning() || isStarting || isAccess(step.text);
+  require(mayTell || driver_.log().empty(), "a no-op change sends nothing", step.text);
+  if (wasInLine && isRunning() && !isMeddling(step.text)) {
     for (auto walk = entities().status->proxySubIntfStatus().iteratorConst(); walk; ++walk) {
-      require(entities().config->proxyConfigHas(walk.key()) || isMeddling(step.text),
+      require(entities().config->proxyConfigHas(walk.key()) || step.fault == Fault::allocation,
               "a driver that refuses keeps nothing in service", walk.key());
     }
-  }
-  if (wasInLine && isRunning() && !isMeddling(step.text)) {
     auto const portOf = [](auto const& count) { return count.first; };
     require(std::ranges::equal(view().proxySubIntfCnt, view().machines, {}, portOf,
                                &Agent::Library::Machine::intfId),

@@ -117,7 +117,6 @@ class SimulatedAgent {
   void judgeRunning();
   void judgeDriver(Services const& services, std::set<IntfId> const& ports);
   void judgeCommands() const;
-  void judgeNothingLives() const;
   std::set<std::string> cutClients() const;
 
   Agent::Printer printer_{false, false};
