@@ -26,27 +26,25 @@ class ReactorTest : public World {
             Kiv::Ptr<Entity const> (Machine::*reader)() const,
             void (Machine::*is)(Kiv::Ptr<Entity const> const&),
             Kiv::Ptr<Entity const> (Machine::*del)()) {
-    auto const name = [&](Kiv::Ptr<Entity const> const& entity) -> std::string {
-      return entity == first ? "first" : entity == second ? "second" : "null";
-    };
     // Which entity is bound, how many reactors there are and were made, who is watched and heard.
     auto const leads = [&](std::string const& expected, auto step) {
       auto const& reactors = Reactor::kivAllocTrackTypeInfo_;
       auto const before = reactors.allocated();
       step();
-      EXPECT_EQ(
-          fmt::format("{} {}+{} watches {}{} hears {:d}{:d}", name((sm.*reader)()), reactors.live(),
-                      reactors.allocated() - before, first->notifieeList()->size(),
-                      second->notifieeList()->size(), heard(*first), heard(*second)),
-          expected);
+      auto const bound = (sm.*reader)();
+      auto const name = bound == first ? "first" : bound == second ? "second" : "null";
+      EXPECT_EQ(fmt::format("{} {}+{} watches {}{} hears {:d}{:d}", name, reactors.live(),
+                            reactors.allocated() - before, first->notifieeList()->size(),
+                            second->notifieeList()->size(), heard(*first), heard(*second)),
+                expected);
     };
     leads("first 1+0 watches 10 hears 10", [&] { (sm.*is)(first); });
     leads("second 1+0 watches 01 hears 01", [&] { (sm.*is)(second); });
     leads("null 0+0 watches 00 hears 00", [&] { (sm.*is)(nullptr); });
     (sm.*is)(nullptr);
-    leads("null 0+0 watches 00 hears 00", [&] { EXPECT_EQ(name((sm.*del)()), "null"); });
+    leads("null 0+0 watches 00 hears 00", [&] { EXPECT_EQ((sm.*del)(), nullptr); });
     leads("first 1+1 watches 10 hears 10", [&] { (sm.*is)(first); });
-    leads("null 0+0 watches 00 hears 00", [&] { EXPECT_EQ(name((sm.*del)()), "first"); });
+    leads("null 0+0 watches 00 hears 00", [&] { EXPECT_EQ((sm.*del)(), first); });
     sm.kivDoZombieReactors(true);
     leads("first 1+1 watches 10 hears 00", [&] { (sm.*is)(first); });
     leads("second 1+0 watches 01 hears 00", [&] { (sm.*is)(second); });
