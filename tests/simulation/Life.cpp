@@ -194,13 +194,11 @@ void failEverywhere() {
   // Two ports, three clients of which one is shared, and a record of an earlier run.
   History before;
   for (std::string const port : {"et1", "et2", "et5", "et6"}) {
-    before.push_back({"eth set " + port + " dev" + port});
-    before.push_back({"device set " + port + " a"});
+    before.push_back({"eth set " + port + " dev" + port + "\ndevice set " + port + " a"});
   }
-  before.push_back({"left record et1.2 et8.1 et6 7 8"});
-  before.push_back({"proxy set et1.1 et8.1 et5"});
-  before.push_back({"proxy set et1.2 et8.2 et6"});
-  before.push_back({"proxy set et2.1 et9.1 et5"});
+  before.push_back(
+      {"left record et1.2 et8.1 et6 7 8\nproxy set et1.1 et8.1 et5\n"
+       "proxy set et1.2 et8.2 et6\nproxy set et2.1 et9.1 et5"});
   for (char const* const text :
        {"start", "proxy set et1.3 et8.3 et2", "proxy set et3.1 et8.3 et6",
         "proxy set et1.1 et8.4 et6", "proxy remove et1.1", "device set et1 b", "device set et5 b",
