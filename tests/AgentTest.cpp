@@ -24,9 +24,8 @@ struct Outcome {
 };
 
 std::string contentOf(std::filesystem::path const& path) {
-  std::ostringstream content;
-  content << std::ifstream(path, std::ios::binary).rdbuf();
-  return content.str();
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 /// Runs the agent with `arguments`, and with `input` as its standard input.
