@@ -210,9 +210,9 @@ TEST(HashMap, InsertionThatFailsChangesNothing) {
   Allocations::failAt = 0;
   // To expect one after the other takes no more than growing does.
   std::size_t const made = Allocations::made;
-  for (U32 size = 900; size < 40000; map.valueIs(size, size), ++size) map.expect(size + 1);
+  for (U32 size = 900; size < 80000; map.valueIs(size, size), ++size) map.expect(size + 1);
   EXPECT_LT(Allocations::made - made, 25U);
-  for (U32 key = 0; key < 40000; ++key) ASSERT_TRUE(map.has(key) && !map.has(key + 40000)) << key;
+  for (U32 key = 0; key < 80000; ++key) ASSERT_TRUE(map.has(key) && !map.has(key + 80000)) << key;
 }
 
 }  // namespace

@@ -51,8 +51,8 @@ U32 hashOf(Key const& key) noexcept {
 ///
 /// Beside the array stands an open-addressing index of 32-bit slots. A slot holds the member's
 /// place and above it, in the bits that no place needs, the low bits of the hash; its high bits
-/// say where a search begins. There are four slots for a place, in large collections five for two.
-/// A slot that has been left is no end to a search, so that a removal moves nothing; it may be
+/// say where a search begins. There are four slots for a place, in very large collections five for
+/// two. A slot that has been left is no end to a search, so that a removal moves nothing; it may be
 /// taken again, and at the next move all members are entered anew. No more slots are ever taken or
 /// left behind than there are places, so three of five at least stay fresh, and a search soon meets
 /// one. Where no search goes on behind a slot that is left, it is fresh again; if its member was
@@ -197,10 +197,11 @@ class HashMap {
   static constexpr U32 none = ~U32{0};
   /// With more, the slots could not be numbered.
   static constexpr U32 mostMembers = none / 5 * 2;
-  /// A collection with more room is large. Its arrays grow by half and have five slots for two
-  /// places; those of others double and have four for each: while slots take little memory, more of
-  /// them cost less than searches that pass over other members.
+  /// A collection with more room is large; its arrays grow by half, those of others double.
   static constexpr U32 largeAbove = 8192;
+  /// With more room there are five slots for two places, with less four for each: while slots take
+  /// little memory, more of them cost less than searches that pass over other members.
+  static constexpr U32 manySlotsUpTo = 65536;
   /// Slots without a member: one that never had one since the last move, and one that has been
   /// left. Their low bits are a place that is never in use.
   static constexpr U32 freshSlot = ~U32{0}, usedSlot = freshSlot >> 1U;
@@ -278,7 +279,7 @@ class HashMap {
   void grow(U64 wanted) {
     if (wanted > mostMembers) throw std::bad_alloc();
     auto const room = static_cast<U32>(wanted);
-    U32 const slotCount = room > largeAbove ? 2 * room + room / 2 : 4 * room;
+    U32 const slotCount = room > manySlotsUpTo ? 2 * room + room / 2 : 4 * room;
     auto members = std::make_unique<Member[]>(room);
     auto present = std::make_unique<U64[]>(room / 64 + 1);
     std::unique_ptr<U32[]> slots(new U32[slotCount]);
