@@ -89,7 +89,7 @@ void registerGrowths() {
                     .measure = measure,
                     .points = sizes},
                    on64Ports);
-    // With fewer, collections have more slots for each member, which is no part of the line.
+    // On fewer ports, collections have more slots for each member, which is no part of the line.
     std::vector<double> const counts =
         isHeap ? std::vector<double>{32, 48, 64, 80, 96} : std::vector<double>{4, 16, 32, 64, 96};
     registerGrowth({.name = what + " a sub-interface, by ports with 2,047 on each",

@@ -11,6 +11,7 @@
 namespace {
 
 using Velto::IntfId, Velto::SubIntfId;
+
 /// The text is one that would not survive being moved to where it is.
 struct Value {
   std::shared_ptr<int> held;

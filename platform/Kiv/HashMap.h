@@ -65,11 +65,9 @@ class HashMap {
   using KeyType = Key;
   using ValueType = Value;
 
-  /// So that sixteen bytes stand in one cache line, whatever `new` puts before an array of them.
-  static constexpr std::size_t alignmentOfMember =
-      sizeof(Key) + sizeof(Value) == 16 ? 16 : std::max(alignof(Key), alignof(Value));
-  /// What stands in a place; hosts name the type, too.
-  struct alignas(alignmentOfMember) Member {
+  /// What stands in a place; hosts name the type, too. Sixteen bytes are in one cache line,
+  /// whatever `new` puts before an array of them.
+  struct alignas(Key) alignas(Value) alignas(sizeof(Key) + sizeof(Value) == 16 ? 16 : 1) Member {
     Key key;
     Value value;
   };
