@@ -23,17 +23,17 @@ class ProxyConfig : public Kiv::PtrInterface {
   Velto::IntfId clientIntfId() const noexcept { return clientIntfId_; }
 
   friend bool operator==(ProxyConfig const& left, ProxyConfig const& right) noexcept {
-    return left.proxySubIntfId_ == right.proxySubIntfId_ &&
-           left.patchSubIntfId_ == right.patchSubIntfId_ &&
-           left.clientIntfId_ == right.clientIntfId_;
+    return left.proxySubIntfId() == right.proxySubIntfId() &&
+           left.patchSubIntfId() == right.patchSubIntfId() &&
+           left.clientIntfId() == right.clientIntfId();
   }
 
   KIV_ALLOC_TRACKED
 
  private:
-  Velto::IntfId proxySubIntfId_;
-  Velto::IntfId patchSubIntfId_;
-  Velto::IntfId clientIntfId_;
+  Velto::IntfNumber proxySubIntfId_;
+  Velto::IntfNumber patchSubIntfId_;
+  Velto::IntfNumber clientIntfId_;
 };
 
 }  // namespace MacsecProxy

@@ -32,9 +32,9 @@ class ProxySubIntfStatus : public Kiv::PtrInterface {
   KIV_ALLOC_TRACKED
 
  private:
-  Velto::IntfId proxySubIntfId_;
-  Velto::IntfId patchSubIntfId_;
-  Velto::IntfId clientIntfId_;
+  Velto::IntfNumber proxySubIntfId_;
+  Velto::IntfNumber patchSubIntfId_;
+  Velto::IntfNumber clientIntfId_;
   Bridging::VlanId encryptTag_;
   Bridging::VlanId clientTag_;
 };

@@ -62,6 +62,7 @@ class IntfId {
 
  private:
   friend class SubIntfId;
+  friend class IntfNumber;
 
   /// Stands for a parent that has to be looked up.
   static constexpr U32 unknown = ~U32{0};
@@ -79,6 +80,17 @@ class IntfId {
 
   U32 number_ = 0;
   U32 parent_ = 0;
+};
+
+/// An identifier in four bytes, for records of which there are many. As an `IntfId` it is equal to
+/// the one it was made from; its parent is looked up when it is asked for.
+class IntfNumber {
+ public:
+  IntfNumber(IntfId intfId) noexcept : number_(intfId.number_) {}
+  operator IntfId() const noexcept { return IntfId(number_, IntfId::unknown); }
+
+ private:
+  U32 number_;
 };
 
 /// Writes the identifier's text.

@@ -68,7 +68,7 @@ class Delivery {
   ///
   /// REQUIRES: the delivery is idle.
   template <auto slot, class Key>
-  void deliver(Entity const& entity, Undelivered<Key>& undelivered, Key key);
+  [[gnu::always_inline]] void deliver(Entity const& entity, Undelivered<Key>& undelivered, Key key);
 
   /// Makes one change at `key` of a collection of `entity`, at once or when the earlier ones at
   /// that key are delivered, and posts its delivery through `slot`, which is left to a delivery in
@@ -325,7 +325,7 @@ inline void NotifieeList::deliver(Delivery& delivery, Key key, U64 change) noexc
 }
 
 template <auto slot, class Key>
-void Delivery::deliver(Entity const& entity, Undelivered<Key>& undelivered, Key key) {
+inline void Delivery::deliver(Entity const& entity, Undelivered<Key>& undelivered, Key key) {
   static_assert(std::is_trivially_copyable_v<Key> &&
                 (sizeof(Key) == sizeof(U32) || sizeof(Key) == sizeof(U64)));
 
