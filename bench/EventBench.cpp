@@ -60,7 +60,7 @@ class InService {
  private:
   static constexpr U32 others = 40;
   /// As many as there are repetitions, unless others are asked for.
-  static constexpr U32 inTurn = 9;
+  static constexpr U32 inTurn = 19;
 
   Program program_;
   U32 perPort_;

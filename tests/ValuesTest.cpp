@@ -13,9 +13,10 @@
 namespace {
 
 using Bridging::Dot1qEncap, Bridging::VlanId, Bridging::VlanIdOrNone;
-using Velto::IntfId, Velto::SubIntfId;
+using Velto::IntfId, Velto::IntfNumber, Velto::SubIntfId;
 
 static_assert(std::is_trivially_copyable_v<IntfId> && sizeof(IntfId) <= 8);
+static_assert(sizeof(IntfNumber) == 4);
 static_assert(sizeof(VlanId) == 2 && sizeof(VlanIdOrNone) == 2 && sizeof(Dot1qEncap) == 4);
 static_assert(Dot1qEncap(VlanId(4094)).value() == 0x0FFE && Dot1qEncap().value() == 0);
 static_assert(VlanIdOrNone(VlanId(7)) == VlanIdOrNone(7) && VlanIdOrNone().value() == 0);
@@ -57,7 +58,8 @@ TEST(Values, IdentifierTextsAndParents) {
   IntfId reused;
   EXPECT_TRUE(reused == intf("") && textOfNone.empty());
   for (auto const& [text, parentText] : cases) {
-    IntfId const id = intf(text), parent = SubIntfId::parentIntfId(id);
+    IntfId const id = intf(text), parent = SubIntfId::parentIntfId(id), kept = IntfNumber(id);
+    EXPECT_TRUE(kept == id && SubIntfId::parentIntfId(kept) == parent) << text;
     reused.handleInitialized(Kiv::String(text.data(), text.size()));
     std::ostringstream texts;
     texts << reused << '|' << parent;

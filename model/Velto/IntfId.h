@@ -18,8 +18,8 @@ namespace Velto {
 ///
 /// Guarantees:
 ///  - comparing, hashing and `SubIntfId::parentIntfId` take a few instructions, lock nothing and
-///    allocate nothing, whatever the length of the text; but for the parent of a parent they touch
-///    no memory besides the identifiers;
+///    allocate nothing, whatever the length of the text; but for the parent of a parent, and of what
+///    was an `IntfNumber`, they touch no memory besides the identifiers;
 ///  - making one from a text is safe from any thread, at any time, also before and after `main`.
 ///
 /// Each text has a number, given when it is first met and kept for the life of the process;
@@ -75,7 +75,7 @@ class IntfId {
     constexpr U32 shift = std::endian::native == std::endian::little ? 32 : 0;
     return static_cast<U32>(std::bit_cast<U64>(*this) >> shift);
   }
-  /// The parent's number, of an identifier that is itself somebody's parent.
+  /// The parent's number, of an identifier without it.
   U32 lookUpParent() const noexcept;
 
   U32 number_ = 0;
