@@ -92,6 +92,8 @@ class Ours {
       if (owner != nullptr) owner->handle(key + kind);
     }
 
+    KIV_ALLOC_TRACKED
+
    private:
     Listener* owner_;
   };
@@ -99,6 +101,11 @@ class Ours {
   Kiv::Ptr<Source> source_ = Kiv::makeNew<Source>();
   std::vector<Kiv::Ptr<Source::NotifieeConst>> reactors_;
 };
+
+template <bool areInRow>
+template <int kind>
+constinit Kiv::AllocTrackTypeInfo Ours<areInRow>::Reactor<kind>::kivAllocTrackTypeInfo_{
+    "Bench::Reactor"};
 
 /// A peer keeps the flags in the same collection; how it tells is `Teller`'s.
 template <class Teller>
