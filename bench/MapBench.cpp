@@ -85,12 +85,13 @@ std::vector<Key> keys(U32 count) {
 
 /// A map of `size` members, and as many keys that are not in it. Which of the identifiers, all of
 /// which follow one another, are in it is drawn, and so is the order in which `next` names places.
-/// As many of its members have been replaced, as in a map that is in use.
+/// As many of its members have been replaced, as in a map that is in use. Those of one size have
+/// numbers, and each its own draws.
 template <class Map>
 struct Filled {
-  explicit Filled(U32 size) : places(std::max(size, U32{1} << 14U) + 1) {
+  Filled(U32 size, U32 number) : places(std::max(size, U32{1} << 14U) + 1) {
     static std::vector<Key> const known = keys(2 * largest);
-    std::mt19937 random(size);
+    std::mt19937 random(size + number);
     std::vector<Key> all(known.begin(), known.begin() + 2 * std::ptrdiff_t{size});
     std::shuffle(all.begin(), all.end(), random);
     present.assign(all.begin(), all.begin() + size);
@@ -122,7 +123,7 @@ struct Filled {
 
 template <class Map>
 struct Shared {
-  explicit Shared(U32 size) : filled(worldOf<Filled<Map>>(size)) {}
+  explicit Shared(U32 size) : filled(worldOf<Filled<Map>>(size, nextWorld<Shared>(size))) {}
   Filled<Map>& filled;
 };
 

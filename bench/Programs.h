@@ -76,6 +76,15 @@ World& worldOf(Sizes... sizes) {
   return worlds.try_emplace({sizes...}, sizes...).first->second;
 }
 
+/// The number of the world, of those of one size, that the next repetition goes to. They lie in
+/// different places, which moves most figures by a tenth and some by more; of large ones, which
+/// take long to make, there is one.
+template <class World>
+U32 nextWorld(U32 members) {
+  static U32 time = 0;
+  return members > 20000 ? 0 : time++ % 5;
+}
+
 /// The processor time that `work` takes, so that a busy machine does not count.
 template <class Work>
 double secondsOf(Work work) {

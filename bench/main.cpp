@@ -32,8 +32,8 @@ bool hasMemoryForLargest() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // What is compared runs in turns, many and short ones, so that what else the machine does falls on
-  // all alike. Options that are given win over these.
+  // What is compared runs in turns, many and short ones, so that what else the machine does falls
+  // on all alike. Options that are given win over these.
   std::vector<char const*> options{argv[0], "--benchmark_repetitions=19",
                                    "--benchmark_enable_random_interleaving=true",
                                    "--benchmark_min_time=0.01"};
