@@ -18,8 +18,8 @@ namespace Velto {
 ///
 /// Guarantees:
 ///  - comparing, hashing and `SubIntfId::parentIntfId` take a few instructions, lock nothing and
-///    allocate nothing, whatever the length of the text; but for the parent of a parent, and of what
-///    was an `IntfNumber`, they touch no memory besides the identifiers;
+///    allocate nothing, whatever the length of the text; but for the parent of a parent, and of
+///    what was an `IntfNumber`, they touch no memory besides the identifiers;
 ///  - making one from a text is safe from any thread, at any time, also before and after `main`.
 ///
 /// Each text has a number, given when it is first met and kept for the life of the process;
