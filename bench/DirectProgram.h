@@ -17,7 +17,8 @@ namespace Bench {
 /// guarantees: each port is told of each event and passes over what is not its own. It has the
 /// identifiers in common with the library, no table and no other code.
 ///
-/// `Parts` are what it is made of: tables, tag pool and the text of commands.
+/// `Parts` are what it is made of: tables, tag pool, what keeps an identifier in a record, and the
+/// text of commands.
 template <class Parts>
 class DirectProgram {
   template <class Value>
@@ -28,8 +29,8 @@ class DirectProgram {
 
  public:
   struct Record {
-    Velto::IntfId patch;
-    Velto::IntfId client;
+    typename Parts::Kept patch;
+    typename Parts::Kept client;
     U16 encryptTag;
   };
 
@@ -112,8 +113,8 @@ class DirectProgram {
 
  private:
   struct Entry {
-    Velto::IntfId patch;
-    Velto::IntfId client;
+    typename Parts::Kept patch;
+    typename Parts::Kept client;
   };
 
   static Velto::IntfId parentOf(Velto::IntfId intfId) {

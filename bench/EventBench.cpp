@@ -18,11 +18,12 @@ namespace Bench {
 namespace {
 
 /// A running program with `perPort` sub-interfaces in service on each of `ports` ports, and names
-/// for a few more on each. Those of one size have numbers.
+/// for a few more on each. `world` tells apart several of one size.
 template <class Program>
 class InService {
  public:
-  InService(U32 ports, U32 perPort, U32 /*number*/) : perPort_(perPort) {
+  InService(U32 ports, U32 perPort, U32 world)
+      : perPort_(perPort), one_(world), random_(world + 1) {
     freshDriver();
     fill(program_, ports, perPort);
     for (U32 port = 0; port < ports; ++port) {
@@ -40,8 +41,9 @@ class InService {
     program_.configDel(present_[gap_].proxy);
   }
 
-  /// Has `warm` change another one from now on: some have others in their way in the tables.
-  void nextOne() { one_ = (one_ + 1) % ones_.size(); }
+  /// Has `warm` change another one from now on: some have others in their way in the tables. Each
+  /// of five worlds goes through those that the others do not.
+  void nextOne() { one_ = (one_ + 5) % ones_.size(); }
   /// The same one until `nextOne`.
   void warm() {
     program_.configIs(ones_[one_]);
@@ -57,7 +59,8 @@ class InService {
     std::swap(present_[gap_], come);
     gap_ = gone;
   }
-  /// So many that what another world left in the caches is not measured.
+  /// Cold events that are not counted, so many that what other worlds left in the caches is not
+  /// measured.
   void coldFirst() {
     for (std::size_t time = 0; time < std::min(present_.size(), std::size_t{20000}); ++time) cold();
   }
@@ -65,12 +68,12 @@ class InService {
  private:
   static constexpr U32 others = 40;
   /// As many as there are repetitions, unless others are asked for.
-  static constexpr U32 inTurn = 19;
+  static constexpr U32 inTurn = 20;
 
   Program program_;
   U32 perPort_;
   std::vector<SubIntf> ones_;
-  std::size_t one_ = 0;
+  std::size_t one_;
   /// Both by port. In the gap stands one that is not configured.
   std::vector<SubIntf> present_;
   std::size_t gap_ = 0;
@@ -99,9 +102,8 @@ void event(benchmark::State& state, U32 ports, U32 perPort, bool warm, U32 numbe
 
 template <class Program>
 Contender contenderOf(char const* label, U32 ports, U32 perPort, bool warm) {
-  return {label, [=](benchmark::State& state) {
-            event<Program>(state, ports, perPort, warm,
-                           nextWorld<InService<Program>>(ports * perPort));
+  return {label, [=, turn = Turn()](benchmark::State& state) mutable {
+            event<Program>(state, ports, perPort, warm, turn.next(ports * perPort));
           }};
 }
 
@@ -121,31 +123,31 @@ void registerEvent(U32 ports, U32 perPort, bool warm) {
 
 void registerGrowths(bool warm) {
   std::string const name = warm ? "event, warm, by " : "event, cold, by ";
-  // In a world that nothing else is measured in.
-  auto const inService = [warm](benchmark::State& state, U32 ports, U32 perPort) {
-    event<LibraryProgram>(state, ports, perPort, warm, ~0U);
+  // Series have worlds apart from those that are compared.
+  constexpr U32 ofSeries = ~U32{0};
+  auto const measure = [warm](benchmark::State& state, U32 ports, U32 perPort) {
+    event<LibraryProgram>(state, ports, perPort, warm, ofSeries);
   };
   constexpr U32 ports = 8;
   registerGrowth({.name = name + "sub-interfaces in service on 8 ports",
                   .unit = "ns a sub-interface",
                   .points = {80, 800, 4000, 8000, 16000}},
                  [=](benchmark::State& state, double all) {
-                   inService(state, ports, static_cast<U32>(all) / ports);
+                   measure(state, ports, static_cast<U32>(all) / ports);
                  });
   // An event is two changes; each passes over the registration of every machine but one.
-  registerGrowth({.name = name + "ports with 10 on each, a change",
-                  .unit = "ns a machine",
-                  .per = 2,
-                  .points = {1, 8, 64, 192, 576}},
-                 [=](benchmark::State& state, double count) {
-                   inService(state, static_cast<U32>(count), 10);
-                 });
+  registerGrowth(
+      {.name = name + "ports with 10 on each, a change",
+       .unit = "ns a machine",
+       .per = 2,
+       .points = {1, 8, 64, 192, 576}},
+      [=](benchmark::State& state, double count) { measure(state, static_cast<U32>(count), 10); });
   registerGrowth({.name = name + "ports with 2,000 on each",
                   .unit = "ns a port",
                   .points = {4, 16, 32, 64, 96},
                   .beyond = 576},
                  [=](benchmark::State& state, double count) {
-                   inService(state, static_cast<U32>(count), 2000);
+                   measure(state, static_cast<U32>(count), 2000);
                  });
 }
 

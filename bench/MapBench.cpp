@@ -85,8 +85,8 @@ std::vector<Key> keys(U32 count) {
 
 /// A map of `size` members, and as many keys that are not in it. Which of the identifiers, all of
 /// which follow one another, are in it is drawn, and so is the order in which `next` names places.
-/// As many of its members have been replaced, as in a map that is in use. Those of one size have
-/// numbers, and each its own draws.
+/// As many of its members have been replaced, as in a map that is in use. `number` tells
+/// apart several of one size, each with draws of its own.
 template <class Map>
 struct Filled {
   Filled(U32 size, U32 number) : places(std::max(size, U32{1} << 14U) + 1) {
@@ -123,7 +123,7 @@ struct Filled {
 
 template <class Map>
 struct Shared {
-  explicit Shared(U32 size) : filled(worldOf<Filled<Map>>(size, nextWorld<Shared>(size))) {}
+  Shared(U32 size, Turn turn) : filled(worldOf<Filled<Map>>(size, turn.next(size))) {}
   Filled<Map>& filled;
 };
 
@@ -142,10 +142,10 @@ using Absl = void;
 template <class Once>
 void registerJob(std::string const& name, U32 size, Goal goal, double per, Once once) {
   Registration({.name = fmt::format("collection of {}: {}", size, name), .per = per},
-               contender<Shared<Ours>>("Kiv::HashMap", once, size))
-      .beside(goal, {contender<Boost>("boost::unordered_flat_map", once, size),
-                     contender<Absl>("absl::flat_hash_map", once, size),
-                     contender<Std>("std::unordered_map", once, size)});
+               contender<Shared<Ours>>("Kiv::HashMap", once, size, Turn()))
+      .beside(goal, {contender<Boost>("boost::unordered_flat_map", once, size, Turn()),
+                     contender<Absl>("absl::flat_hash_map", once, size, Turn()),
+                     contender<Std>("std::unordered_map", once, size, Turn())});
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <ctime>
 #include <map>
+#include <memory>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -76,14 +77,16 @@ World& worldOf(Sizes... sizes) {
   return worlds.try_emplace({sizes...}, sizes...).first->second;
 }
 
-/// The number of the world, of those of one size, that the next repetition goes to. They lie in
-/// different places, which moves most figures by a tenth and some by more; of large ones, which
-/// take long to make, there is one.
-template <class World>
-U32 nextWorld(U32 members) {
-  static U32 time = 0;
-  return members > 20000 ? 0 : time++ % 5;
-}
+/// The worlds of one size, by number, that the repetitions of a benchmark go through in turn. They
+/// lie in different places, which moves most figures by a tenth and some by more; of large ones,
+/// which take long to make, there is one. Copies have the turn in common.
+class Turn {
+ public:
+  U32 next(U32 members) { return members > 20000 ? 0 : (*time_)++ % 5; }
+
+ private:
+  std::shared_ptr<U32> time_ = std::make_shared<U32>(0);
+};
 
 /// The processor time that `work` takes, so that a busy machine does not count.
 template <class Work>

@@ -7,6 +7,7 @@
 #include "Bridging/Dot1qEncap.h"
 #include "Interface/EthIntfStatus.h"
 #include "MacsecProxy/DriverCommand.h"
+#include "MacsecProxy/ProxySubIntfStatus.h"
 #include "Threads.h"
 #include "Velto/SubIntfId.h"
 
@@ -16,7 +17,7 @@ using Bridging::Dot1qEncap, Bridging::VlanId, Bridging::VlanIdOrNone;
 using Velto::IntfId, Velto::IntfNumber, Velto::SubIntfId;
 
 static_assert(std::is_trivially_copyable_v<IntfId> && sizeof(IntfId) <= 8);
-static_assert(sizeof(IntfNumber) == 4);
+static_assert(sizeof(IntfNumber) == 4 && sizeof(MacsecProxy::ProxySubIntfStatus) <= 32);
 static_assert(sizeof(VlanId) == 2 && sizeof(VlanIdOrNone) == 2 && sizeof(Dot1qEncap) == 4);
 static_assert(Dot1qEncap(VlanId(4094)).value() == 0x0FFE && Dot1qEncap().value() == 0);
 static_assert(VlanIdOrNone(VlanId(7)) == VlanIdOrNone(7) && VlanIdOrNone().value() == 0);

@@ -13,7 +13,8 @@ namespace Velto {
 namespace {
 
 /// Values by number, in blocks that double in size and never move: block b holds those of the 2^b
-/// numbers from 2^b - 1 on. They are read without a lock.
+/// numbers from 2^b - 1 on. They are read without a lock, by whoever got the number after the value
+/// was written.
 template <class T>
 class Blocks {
  public:
@@ -61,12 +62,12 @@ class Names {
     return add(text);
   }
 
-  // REQUIRES: `number` was given out.
-
+  /// REQUIRES: `number` was given out, or is 0.
   static Kiv::String const& text(U32 number) noexcept {
     Text const* const found = texts_.find(number);
     return found != nullptr ? found->text : textOfNone();
   }
+  /// REQUIRES: `number` was given out, or is 0.
   static U32 parent(U32 number) noexcept {
     U32 const* const found = parents_.find(number);
     return found != nullptr ? *found : 0;
@@ -79,7 +80,11 @@ class Names {
   };
 
   /// The empty text has the number 0 and is its own parent, and that of every port.
-  Names() { addChild("", 0); }
+  /// Nothing is written for it, since anybody may be reading already.
+  Names() {
+    parents_.make(0);
+    numbers_.emplace(texts_.make(0).text.view(), 0);
+  }
   /// The empty text, which may be asked for before any text has been met.
   [[gnu::noinline]] static Kiv::String const& textOfNone() noexcept {
     instance();

@@ -23,7 +23,7 @@ namespace Velto {
 ///  - making one from a text is safe from any thread, at any time, also before and after `main`.
 ///
 /// Each text has a number, given when it is first met and kept for the life of the process;
-/// identifiers carry it, and beside it the number of the parent.
+/// identifiers carry it, and most of them the number of the parent beside it.
 class IntfId {
  public:
   constexpr IntfId() noexcept = default;
@@ -86,11 +86,12 @@ class IntfId {
 /// the one it was made from; its parent is looked up when it is asked for.
 class IntfNumber {
  public:
+  constexpr IntfNumber() noexcept = default;
   IntfNumber(IntfId intfId) noexcept : number_(intfId.number_) {}
   operator IntfId() const noexcept { return IntfId(number_, IntfId::unknown); }
 
  private:
-  U32 number_;
+  U32 number_ = 0;
 };
 
 /// Writes the identifier's text.
