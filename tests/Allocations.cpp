@@ -3,20 +3,23 @@
 #include <cstdlib>
 #include <new>
 
-void* operator new(std::size_t size) {
+namespace {
+
+/// Counts an allocation that gave `memory`, or fails.
+void* counted(void* memory) {
   ++Allocations::made;
-  if (Allocations::failAt != 0 && --Allocations::failAt == 0) throw std::bad_alloc();
-  if (void* const memory = std::malloc(size != 0 ? size : 1)) return memory;
+  bool const fails = Allocations::failAt != 0 && --Allocations::failAt == 0;
+  if (memory != nullptr && !fails) return memory;
+  std::free(memory);
   throw std::bad_alloc();
 }
+
+}  // namespace
+
+void* operator new(std::size_t size) { return counted(std::malloc(size != 0 ? size : 1)); }
 void* operator new[](std::size_t size) { return operator new(size); }
 void* operator new[](std::size_t size, std::align_val_t alignment) {
-  // Counts, and fails when told to.
-  operator delete(operator new(size));
-  if (void* const memory = std::aligned_alloc(static_cast<std::size_t>(alignment), size)) {
-    return memory;
-  }
-  throw std::bad_alloc();
+  return counted(std::aligned_alloc(static_cast<std::size_t>(alignment), size));
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
