@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <numeric>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -41,9 +42,9 @@ class InService {
     program_.configDel(present_[gap_].proxy);
   }
 
-  /// Has `warm` change another one from now on: some have others in their way in the tables. Each
-  /// of five worlds goes through those that the others do not.
-  void nextOne() { one_ = (one_ + 5) % ones_.size(); }
+  /// Has `warm` change another one from now on: some have others in their way in the tables. Worlds
+  /// in turn go through different ones, a world by itself through all.
+  void nextOne() { one_ = (one_ + Turn::worlds) % inTurn; }
   /// The same one until `nextOne`.
   void warm() {
     program_.configIs(ones_[one_]);
@@ -67,8 +68,9 @@ class InService {
 
  private:
   static constexpr U32 others = 40;
-  /// As many as there are repetitions, unless others are asked for.
-  static constexpr U32 inTurn = 20;
+  /// One for each repetition at least, unless others are asked for.
+  static constexpr U32 inTurn = repetitions + 1;
+  static_assert(std::gcd(inTurn, Turn::worlds) == 1);
 
   Program program_;
   U32 perPort_;

@@ -16,7 +16,9 @@ namespace Bench {
 /// What the work costs without any framework: one flat table in the order of insertion, a bitmap of
 /// two levels for the tags, commands written by hand.
 struct FloorParts {
-  using Kept = Velto::IntfNumber;
+  /// What a record keeps of an identifier, as in the library.
+  using Kept = Velto::CompactIntfId;
+
   /// Members stand in an array; an open-addressing index, at most half full, holds hash and place
   /// of each. A member that is taken leaves a hole, but for the last one, until holes outnumber
   /// members. Nothing may be added or taken during a walk.

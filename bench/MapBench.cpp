@@ -85,8 +85,8 @@ std::vector<Key> keys(U32 count) {
 
 /// A map of `size` members, and as many keys that are not in it. Which of the identifiers, all of
 /// which follow one another, are in it is drawn, and so is the order in which `next` names places.
-/// As many of its members have been replaced, as in a map that is in use. `number` tells
-/// apart several of one size, each with draws of its own.
+/// As many of its members have been replaced, as in a map that is in use. `number` tells apart
+/// several of one size, each with draws of its own.
 template <class Map>
 struct Filled {
   Filled(U32 size, U32 number) : places(std::max(size, U32{1} << 14U) + 1) {

@@ -18,7 +18,9 @@ namespace Bench {
 /// for the tags, `snprintf` for the commands. Where the order of a table can be seen from outside,
 /// its members carry a number that says which came first.
 struct PlainParts {
+  /// What a record keeps of an identifier.
   using Kept = Velto::IntfId;
+
   struct Hash {
     std::size_t operator()(Velto::IntfId intfId) const noexcept { return intfId.hash(); }
   };

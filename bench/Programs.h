@@ -82,7 +82,9 @@ World& worldOf(Sizes... sizes) {
 /// which take long to make, there is one. Copies have the turn in common.
 class Turn {
  public:
-  U32 next(U32 members) { return members > 20000 ? 0 : (*time_)++ % 5; }
+  static constexpr U32 worlds = 5;
+
+  U32 next(U32 members) { return members > 20000 ? 0 : (*time_)++ % worlds; }
 
  private:
   std::shared_ptr<U32> time_ = std::make_shared<U32>(0);

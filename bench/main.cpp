@@ -34,7 +34,8 @@ bool hasMemoryForLargest() {
 int main(int argc, char** argv) {
   // What is compared runs in turns, many and short ones, so that what else the machine does falls
   // on all alike. Options that are given win over these.
-  std::vector<char const*> options{argv[0], "--benchmark_repetitions=20",
+  std::string const repetitions = "--benchmark_repetitions=" + std::to_string(Bench::repetitions);
+  std::vector<char const*> options{argv[0], repetitions.c_str(),
                                    "--benchmark_enable_random_interleaving=true",
                                    "--benchmark_min_time=0.01"};
   for (char const* const option : std::span(argv, static_cast<std::size_t>(argc)).subspan(1)) {

@@ -348,6 +348,20 @@ TEST(Delivery, ANewMemberIsAChangeAlsoWhenItsValueIsBlank) {
   EXPECT_EQ(hearer->heard, "*a *a *a *b ");
 }
 
+TEST(Delivery, AnEntityLivesUntilItsChangeIsTold) {
+  auto config = Config::ConfigIs();
+  auto const hearer = Kiv::makeNew<Hearer>(config);
+  U64 const live = Config::kivAllocTrackTypeInfo_.live();
+  hearer->actsAt = IntfId("a");
+  hearer->act = [&] {
+    hearer->watch(nullptr);
+    config = nullptr;
+    EXPECT_EQ(Config::kivAllocTrackTypeInfo_.live(), live);
+  };
+  config->patchIntfIs(hearer->actsAt, IntfId());
+  EXPECT_EQ(Config::kivAllocTrackTypeInfo_.live(), live - 1);
+}
+
 std::string const all = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 
 /// Many notifiees that come and go during deliveries, against the list of who should be told.

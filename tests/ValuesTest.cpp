@@ -14,10 +14,10 @@
 namespace {
 
 using Bridging::Dot1qEncap, Bridging::VlanId, Bridging::VlanIdOrNone;
-using Velto::IntfId, Velto::IntfNumber, Velto::SubIntfId;
+using Velto::IntfId, Velto::CompactIntfId, Velto::SubIntfId;
 
 static_assert(std::is_trivially_copyable_v<IntfId> && sizeof(IntfId) <= 8);
-static_assert(sizeof(IntfNumber) == 4 && sizeof(MacsecProxy::ProxySubIntfStatus) <= 32);
+static_assert(sizeof(CompactIntfId) == 4 && sizeof(MacsecProxy::ProxySubIntfStatus) <= 32);
 static_assert(sizeof(VlanId) == 2 && sizeof(VlanIdOrNone) == 2 && sizeof(Dot1qEncap) == 4);
 static_assert(Dot1qEncap(VlanId(4094)).value() == 0x0FFE && Dot1qEncap().value() == 0);
 static_assert(VlanIdOrNone(VlanId(7)) == VlanIdOrNone(7) && VlanIdOrNone().value() == 0);
@@ -48,8 +48,10 @@ TEST(Values, DeviceNamesAsCText) {
 
 IntfId intf(std::string_view text) { return IntfId(Kiv::String(text)); }
 
-/// The empty text, asked for before any other static object has met an identifier.
-[[gnu::init_priority(101)]] std::string const textOfNone(IntfId().stringValue().view());
+/// The text of the empty identifier's parent, asked for before any other static object has met an
+/// identifier.
+[[gnu::init_priority(101)]] std::string const textOfNone(
+    SubIntfId::parentIntfId(CompactIntfId(IntfId())).stringValue().view());
 
 TEST(Values, IdentifierTextsAndParents) {
   std::string const name(5000, 'n'), zero("n\0.1", 4);
@@ -59,7 +61,7 @@ TEST(Values, IdentifierTextsAndParents) {
   IntfId reused;
   EXPECT_TRUE(reused == intf("") && textOfNone.empty());
   for (auto const& [text, parentText] : cases) {
-    IntfId const id = intf(text), parent = SubIntfId::parentIntfId(id), kept = IntfNumber(id);
+    IntfId const id = intf(text), parent = SubIntfId::parentIntfId(id), kept = CompactIntfId(id);
     EXPECT_TRUE(kept == id && SubIntfId::parentIntfId(kept) == parent) << text;
     reused.handleInitialized(Kiv::String(text.data(), text.size()));
     std::ostringstream texts;
@@ -76,6 +78,25 @@ TEST(Values, IdentifierTextsAndParents) {
                         SubIntfId::parentIntfId(left) == SubIntfId::parentIntfId(right) &&
                         SubIntfId::parentIntfId(SubIntfId::parentIntfId(left)) == port;
   EXPECT_TRUE(siblings && Allocations::made == before);
+}
+
+/// Each allocation in turn fails.
+TEST(Values, WithoutMemoryAnIdentifierStaysWhatItWas) {
+  IntfId id;
+  for (int n = 0; n < 3000; ++n) {
+    IntfId const before = id;
+    Kiv::String const text(("a port of long name." + std::to_string(n)).c_str());
+    for (std::size_t failAt = 1; id == before; ++failAt) {
+      Allocations::failAt = failAt;
+      try {
+        id.handleInitialized(text);
+      } catch (std::bad_alloc const&) {
+        EXPECT_EQ(id, before);
+      }
+    }
+    Allocations::failAt = 0;
+    EXPECT_EQ(id.stringValue(), text);
+  }
 }
 
 /// The same texts met by several threads at once, each starting elsewhere in them.

@@ -31,9 +31,9 @@ class ProxyConfig : public Kiv::PtrInterface {
   KIV_ALLOC_TRACKED
 
  private:
-  Velto::IntfNumber proxySubIntfId_;
-  Velto::IntfNumber patchSubIntfId_;
-  Velto::IntfNumber clientIntfId_;
+  Velto::CompactIntfId proxySubIntfId_;
+  Velto::CompactIntfId patchSubIntfId_;
+  Velto::CompactIntfId clientIntfId_;
 };
 
 }  // namespace MacsecProxy

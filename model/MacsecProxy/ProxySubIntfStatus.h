@@ -32,9 +32,9 @@ class ProxySubIntfStatus : public Kiv::PtrInterface {
   KIV_ALLOC_TRACKED
 
  private:
-  Velto::IntfNumber proxySubIntfId_;
-  Velto::IntfNumber patchSubIntfId_;
-  Velto::IntfNumber clientIntfId_;
+  Velto::CompactIntfId proxySubIntfId_;
+  Velto::CompactIntfId patchSubIntfId_;
+  Velto::CompactIntfId clientIntfId_;
   Bridging::VlanId encryptTag_;
   Bridging::VlanId clientTag_;
 };

@@ -19,7 +19,7 @@ namespace Velto {
 /// Guarantees:
 ///  - comparing, hashing and `SubIntfId::parentIntfId` take a few instructions, lock nothing and
 ///    allocate nothing, whatever the length of the text; but for the parent of a parent, and of
-///    what was an `IntfNumber`, they touch no memory besides the identifiers;
+///    what was an `CompactIntfId`, they touch no memory besides the identifiers;
 ///  - making one from a text is safe from any thread, at any time, also before and after `main`.
 ///
 /// Each text has a number, given when it is first met and kept for the life of the process;
@@ -62,7 +62,7 @@ class IntfId {
 
  private:
   friend class SubIntfId;
-  friend class IntfNumber;
+  friend class CompactIntfId;
 
   /// Stands for a parent that has to be looked up.
   static constexpr U32 unknown = ~U32{0};
@@ -82,12 +82,13 @@ class IntfId {
   U32 parent_ = 0;
 };
 
-/// An identifier in four bytes, for records of which there are many. As an `IntfId` it is equal to
-/// the one it was made from; its parent is looked up when it is asked for.
-class IntfNumber {
+/// An identifier in four bytes, for records of which there are many; a default-made one is the
+/// empty one. As an `IntfId` it is equal to the one it was made from; its parent is looked up when
+/// it is asked for.
+class CompactIntfId {
  public:
-  constexpr IntfNumber() noexcept = default;
-  IntfNumber(IntfId intfId) noexcept : number_(intfId.number_) {}
+  constexpr CompactIntfId() noexcept = default;
+  CompactIntfId(IntfId intfId) noexcept : number_(intfId.number_) {}
   operator IntfId() const noexcept { return IntfId(number_, IntfId::unknown); }
 
  private:
