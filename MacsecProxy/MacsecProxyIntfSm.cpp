@@ -118,6 +118,7 @@ void MacsecProxyIntfSm::handleInitialized() {
   macsecTagIs(0, 4094, Pesk::HBitmap::BitState::clear);
   U32 const own = Velto::SubIntfId::groupOfSubIntfs(intfId_);
   for (auto walk = status_->proxySubIntfStatus().iteratorConst(); walk.seek(own); ++walk) {
+    if (auto const* const next = walk.following()) prefetchFor(next->key, *next->value);
     deleteProxySubIntfStatus(walk.key());
   }
   handleProxyConfig();
@@ -160,8 +161,20 @@ void MacsecProxyIntfSm::handleProxyConfig() {
   U32 const own = Velto::SubIntfId::groupOfSubIntfs(intfId_);
   for (auto walk = configuration->proxyConfig().iteratorConst(); walk; ++walk) {
     if (!isTraced() && !walk.seek(own)) break;
+    if (auto const* const next = walk.following()) {
+      configuration->proxyConfig().prefetch(next->key);
+      prefetchFor(next->key, *next->value);
+    }
     handleProxyConfig(walk.key());
   }
+}
+
+template <class Members>
+void MacsecProxyIntfSm::prefetchFor(Velto::IntfId proxySubIntfId, Members const& members) const {
+  status_->proxySubIntfStatus().prefetch(proxySubIntfId);
+  dynDot1qEncap_->encap().prefetch(proxySubIntfId);
+  dynDot1qEncap_->encap().prefetch(members.patchSubIntfId());
+  ethIntfStatusDir_->intfStatus().prefetch(members.clientIntfId());
 }
 
 void MacsecProxyIntfSm::handleIntf(Velto::IntfId intfId) {

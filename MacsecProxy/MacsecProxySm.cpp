@@ -170,6 +170,9 @@ void MacsecProxySm::handleInitialized() {
     };
 
     for (auto walk = status_->proxySubIntfStatus().iteratorConst(); walk; ++walk) {
+      if (auto const* const next = walk.following()) {
+        configuration->proxyConfig().prefetch(next->key);
+      }
       if (configuration->proxyConfigHas(walk.key())) continue;
       Kiv::checkConsistency(dynDot1qEncap_ != nullptr, "dynDot1qEncap");
       Velto::IntfId const patchSubIntfId = walk.value()->patchSubIntfId();
@@ -241,6 +244,7 @@ void MacsecProxySm::handleProxyConfig() {
   if (status_) status_->proxySubIntfStatusExpect(all);
   if (dynDot1qEncap_) dynDot1qEncap_->encapExpect(2 * all);
   for (auto walk = configuration->proxyConfig().iteratorConst(); walk; ++walk) {
+    if (auto const* const next = walk.following()) configuration->proxyConfig().prefetch(next->key);
     handleProxyConfig(walk.key());
   }
 }

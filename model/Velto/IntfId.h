@@ -19,7 +19,7 @@ namespace Velto {
 /// Guarantees:
 ///  - comparing, hashing and `SubIntfId::parentIntfId` take a few instructions, lock nothing and
 ///    allocate nothing, whatever the length of the text; but for the parent of a parent, and of
-///    what was an `CompactIntfId`, they touch no memory besides the identifiers;
+///    what was a `CompactIntfId`, they touch no memory besides the identifiers;
 ///  - making one from a text is safe from any thread, at any time, also before and after `main`.
 ///
 /// Each text has a number, given when it is first met and kept for the life of the process;
@@ -43,11 +43,6 @@ class IntfId {
   U32 hash() const noexcept { return number_ * 0x9E3779B1U; }
   /// The group that it is in as a key: one for each parent, 0 for those without.
   U32 group() const noexcept { return parent() != unknown ? parent() : lookUpParent(); }
-  /// All bits when `group()` may be `group`, 0 when it is not. Looks nothing up; a number, so that
-  /// many are joined without a branch.
-  U32 mayBeIn(U32 group) const noexcept {
-    return (parent_ == group ? ~0U : 0U) | (parent_ == unknown ? ~0U : 0U);
-  }
 
   friend bool operator==(IntfId left, IntfId right) noexcept {
     return left.number_ == right.number_;
@@ -70,7 +65,7 @@ class IntfId {
   constexpr IntfId(U32 number, U32 parent) noexcept : number_(number), parent_(parent) {}
 
   /// `parent_`, for an identifier that was passed in one register: compilers read the member by way
-  /// of the stack, and shift when asked to. Loops over many identifiers read the member.
+  /// of the stack, and shift when asked to.
   U32 parent() const noexcept {
     constexpr U32 shift = std::endian::native == std::endian::little ? 32 : 0;
     return static_cast<U32>(std::bit_cast<U64>(*this) >> shift);

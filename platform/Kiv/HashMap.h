@@ -152,7 +152,7 @@ class HashMap {
         slot = reusable;
         --usedSlots_;
         // There was a hole for it at least: if it is the last place, that goes with the slot.
-        if (!isPresent(size_ - 1) && walks_ == nullptr) --size_;
+        if (!isPresent(size_ - 1) && walks_ == nullptr) lastPlaceDel();
       }
     }
     slots_[slot] = tag | size_;
@@ -236,8 +236,31 @@ class HashMap {
   /// used slots, and nobody walks.
   void giveUpLastPlaces() noexcept {
     do {
-      --size_;
+      lastPlaceDel();
     } while (size_ - live_ > usedSlots_ && !isPresent(size_ - 1));
+  }
+  void lastPlaceDel() noexcept {
+    --size_;
+    summarized_ = std::min(summarized_, size_ / 64);
+  }
+
+  /// The first word from `word` on in which a key of `group` may stand: the last one, unless it is
+  /// full, in any case.
+  U32 wordThatMayHold(U32 group, U32 word) const noexcept {
+    U64 const mark = U64{1} << groupMark(group);
+    while (word < size_ / 64 && (groupMarksIn(word) & mark) == 0) ++word;
+    return word;
+  }
+  /// The marks of the groups of the keys in a full word, those of holes among them.
+  U64 groupMarksIn(U32 word) const noexcept {
+    for (; summarized_ <= word; ++summarized_) {
+      U64 marks = 0;
+      for (U32 place = 64 * summarized_; place < 64 * (summarized_ + 1); ++place) {
+        marks |= U64{1} << groupMark(groupOf(members_[place].key));
+      }
+      groupMarks_[summarized_] = marks;
+    }
+    return groupMarks_[word];
   }
 
   void enterIndex(U32 hash, U32 place) noexcept {
@@ -280,10 +303,13 @@ class HashMap {
     U32 const slotCount = room > manySlotsUpTo ? 2 * room + room / 2 : 4 * room;
     auto members = std::make_unique<Member[]>(room);
     auto present = std::make_unique<U64[]>(room / 64 + 1);
+    std::unique_ptr<U64[]> groupMarks;
+    if constexpr (hasGroups<Key>) groupMarks = std::make_unique<U64[]>(room / 64);
     std::unique_ptr<U32[]> slots(new U32[slotCount]);
     moveTo(members.get());
     members_ = std::move(members);
     present_ = std::move(present);
+    groupMarks_ = std::move(groupMarks);
     ownSlots_ = std::move(slots);
     slots_ = ownSlots_.get();
     room_ = room;
@@ -297,6 +323,7 @@ class HashMap {
     std::fill_n(slots_, slotCount_, freshSlot);
     size_ = live_;
     usedSlots_ = 0;
+    summarized_ = 0;
     for (U32 word = 0; word <= room_ / 64; ++word) {
       U32 const before = std::min(size_, 64 * word), in = std::min(size_ - before, 64U);
       present_[word] = in == 64 ? ~U64{0} : (U64{1} << in) - 1;
@@ -337,6 +364,10 @@ class HashMap {
   /// The used slots, of which there are never more than holes.
   U32 usedSlots_ = 0;
   U32 version_ = 0;
+  /// By word, for the first `summarized_` of the full ones, the marks of the groups of its keys: of
+  /// use to walks that seek, which find them out.
+  mutable U32 summarized_ = 0;
+  std::unique_ptr<U64[]> groupMarks_;
   /// The walks in progress.
   mutable IteratorConst* walks_ = nullptr;
 };
@@ -372,6 +403,13 @@ class HashMap<Key, Value>::IteratorConst {
   /// The value of the member the walk stands on. REQUIRES: it is still there.
   Value const& value() const noexcept { return here().value; }
 
+  /// The member behind the one that the walk stands on, for a look ahead; null now and then, also
+  /// where there is one. It is there until the next insertion or removal.
+  Member const* following() const noexcept {
+    U64 const others = rest_ & (rest_ - 1);
+    return others != 0 ? members_ + std::countr_zero(others) : nullptr;
+  }
+
   IteratorConst& operator++() noexcept {
     if (U64 const others = rest_ & (rest_ - 1); others != 0) [[likely]] {
       rest_ = others;
@@ -386,11 +424,7 @@ class HashMap<Key, Value>::IteratorConst {
   /// a step. REQUIRES: `group` is not `everyGroup`.
   bool seek(U32 group) noexcept {
     while (rest_ != 0 && groupOf(key()) != group) {
-      // Whole words are looked at without a branch for each member.
-      U32 word = next() / 64;
-      while (64 * (word + 1) <= map_->size_ && !mayAnyBeIn<64>(&map_->members_[64 * word], group)) {
-        ++word;
-      }
+      U32 const word = map_->wordThatMayHold(group, next() / 64);
       if (64 * word > next()) standBefore(64 * word);
       do {
         ++*this;

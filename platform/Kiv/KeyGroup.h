@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstddef>
-
 #include "Kiv/Integers.h"
 
 namespace Kiv {
@@ -27,18 +25,7 @@ U32 groupOf(Key const& key) noexcept {
   }
 }
 
-/// Whether one of `count` members' keys may be in a group: a quick look at many of them. False:
-/// none is. Keys bring their own `mayBeIn()`.
-template <std::size_t count, class Member>
-bool mayAnyBeIn(Member const* members, U32 group) noexcept {
-  if constexpr (requires { members->key.mayBeIn(group); }) {
-    // All of them, without a branch, so that a compiler may look at several in one instruction.
-    U32 any = 0;
-    for (std::size_t at = 0; at < count; ++at) any |= members[at].key.mayBeIn(group);
-    return any != 0;
-  } else {
-    return true;
-  }
-}
+/// A number below 64 that few groups share.
+constexpr U32 groupMark(U32 group) noexcept { return group * 0x9E3779B1U >> 26U; }
 
 }  // namespace Kiv

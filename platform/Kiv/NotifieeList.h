@@ -96,16 +96,15 @@ class NotifieeList {
     U64 deafUntil;
   };
 
-  /// What `marks_` says of a place: a number that few groups share, of an interest in one of them;
-  /// of one in all of them; and of a place that nobody has had yet.
-  static U64 markOf(U32 group) noexcept { return group * 0x9E3779B1U >> 26U; }
+  /// What `marks_` says of a place with an interest in all groups, where that of one group has its
+  /// `groupMark`; and of a place that nobody has had yet.
   static constexpr U64 everyMark = 0x80, noMark = 0x40;
   void markIs(std::size_t place, U32 interest) noexcept;
 
   /// The places of a word, by the high bits of bytes, whose interest has the mark of `group` or is
   /// in all groups. A hole keeps its mark.
   U64 marked(U32 group, std::size_t word) const noexcept {
-    U64 const marks = marks_[word], differences = marks ^ markOf(group) * inEachByte;
+    U64 const marks = marks_[word], differences = marks ^ groupMark(group) * inEachByte;
     // The subtraction sets the high bit of a byte that is 0, and may set that of a byte above it
     // that is 1: a mark proves nothing anyway. It never sets that of a place nobody has had, whose
     // byte is at least 0x40 here.

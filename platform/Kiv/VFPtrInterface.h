@@ -23,43 +23,48 @@ class VFPtrInterface {
   VFPtrInterface& operator=(VFPtrInterface const&) = delete;
 
   /// How many references there are; of use to tests and tools only.
-  U32 references() const noexcept { return references_.load(std::memory_order_relaxed); }
+  U32 references() const noexcept { return shared().load(std::memory_order_relaxed); }
 
  protected:
   VFPtrInterface() noexcept = default;
   ~VFPtrInterface() = default;
 
   void referenceAdd() const noexcept {
-    if (threadSafePointers_) [[unlikely]] {
-      references_.fetch_add(1, std::memory_order_relaxed);
+    if (isThreadSafe()) [[unlikely]] {
+      shared().fetch_add(1, std::memory_order_relaxed);
     } else {
-      references_.store(references() + 1, std::memory_order_relaxed);
+      ++references_;
     }
   }
 
   /// Takes one reference away. Returns whether it was the last.
   bool referenceDrop() const noexcept {
-    U32 before;
-    if (threadSafePointers_) [[unlikely]] {
-      before = references_.fetch_sub(1, std::memory_order_acq_rel);
-    } else {
-      before = references();
-      references_.store(before - 1, std::memory_order_relaxed);
-    }
-    if (before != 1) [[likely]]
+    if (isThreadSafe()) [[unlikely]] {
+      if (shared().fetch_sub(1, std::memory_order_acq_rel) != 1) [[likely]]
+        return false;
+    } else if (--references_ != 0) [[likely]] {
       return false;
-    references_.store(beingDestroyed, std::memory_order_relaxed);
+    }
+    references_ = beingDestroyed;
     return true;
   }
 
   /// Gives the object back the last reference, which `referenceDrop` took away, in place of its
   /// destruction.
-  void referenceRevive() const noexcept { references_.store(1, std::memory_order_relaxed); }
+  void referenceRevive() const noexcept { references_ = 1; }
 
  private:
   static constexpr U32 beingDestroyed = 0x80000000U;
 
-  mutable std::atomic<U32> references_{1};
+  /// The switch, in a register of its own: processors then test it and branch in one step.
+  static bool isThreadSafe() noexcept {
+    return std::atomic_ref(threadSafePointers_).load(std::memory_order_relaxed);
+  }
+
+  /// The count as several threads use it.
+  std::atomic_ref<U32> shared() const noexcept { return std::atomic_ref<U32>(references_); }
+
+  mutable U32 references_ = 1;
 };
 
 }  // namespace Kiv
