@@ -156,7 +156,8 @@ TEST(HashMap, RoomOfThoseThatComeAndGoIsFreeAgain) {
   EXPECT_LT(larger, 60U);
 }
 
-/// Wherever a member stands, and whatever hole there is, it is found, and found once.
+/// Wherever a member stands, and whatever hole there is, it is found, and found once; also where
+/// one of another group was passed over before.
 TEST(HashMap, AWalkSeeksInEveryPlace) {
   U32 const group = SubIntfId::groupOfSubIntfs(IntfId("b"));
   for (U32 at = 0; at < 200; ++at) {
@@ -169,6 +170,17 @@ TEST(HashMap, AWalkSeeksInEveryPlace) {
     auto walk = map.iteratorConst();
     ASSERT_TRUE(walk.seek(group) && walk.value() == at && (++walk).value() == at + 1) << at;
     ASSERT_FALSE(walk.seek(group)) << at;
+  }
+  Kiv::HashMap<IntfId, U32> map;
+  for (U32 number = 0; number < 30000; ++number) {
+    IntfId const other(fmt::format("a.{}", number < 63 ? number : 63 + number % 863).c_str());
+    IntfId const one(fmt::format("b.{}", number % 1009).c_str());
+    map.valueIs(other, number);
+    if (number < 63) continue;
+    ASSERT_FALSE(map.iteratorConst().seek(group));
+    map.valueDel(other), map.valueIs(one, number);
+    ASSERT_TRUE(map.iteratorConst().seek(group)) << number;
+    map.valueDel(one);
   }
 }
 

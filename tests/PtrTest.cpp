@@ -89,13 +89,15 @@ TEST(Ptr, OneDeletionAndTrueRecords) {
 
 TEST(Ptr, CountsFromSeveralThreads) {
   std::string log;
-  auto const object = Kiv::makeNew<Fragile>(log);
+  auto object = Kiv::makeNew<Fragile>(log);
   Kiv::VFPtrInterface::threadSafePointers_ = true;
   inThreads(4, [&](std::size_t) {
     for (int turn = 0; turn < 1000000; ++turn) Ptr<Fragile> const copy = object;
   });
-  Kiv::VFPtrInterface::threadSafePointers_ = false;
   EXPECT_EQ(object->references(), 1U);
+  object = nullptr;
+  EXPECT_EQ(log, "made zero gone ");
+  Kiv::VFPtrInterface::threadSafePointers_ = false;
 }
 
 }  // namespace

@@ -47,12 +47,14 @@ U32 hashOf(Key const& key) noexcept {
 /// tells whether a member stands there. A removed member leaves a hole. When the array is full, the
 /// members move up, into a larger one unless more than a third of the places are holes or there is
 /// no memory. A walk goes from bit to bit; the collection knows the walks in progress and corrects
-/// them at each removal and each move.
+/// them at each removal and each move. One that seeks the keys of a group finds out, for each 64
+/// places that are all in use, of which groups their keys are; it is kept, and next time such
+/// places are passed over at once.
 ///
 /// Beside the array stands an open-addressing index of 32-bit slots. A slot holds the member's
 /// place and above it, in the bits that no place needs, the low bits of the hash; its high bits
-/// say where a search begins. There are four slots for a place, in very large collections five for
-/// two. A slot that has been left is no end to a search, so that a removal moves nothing; it may be
+/// say where a search begins. There are four slots for a place, in large collections five for two.
+/// A slot that has been left is no end to a search, so that a removal moves nothing; it may be
 /// taken again, and at the next move all members are entered anew. No more slots are ever taken or
 /// left behind than there are places, so three of five at least stay fresh, and a search soon meets
 /// one. Where no search goes on behind a slot that is left, it is fresh again; if its member was
@@ -195,11 +197,10 @@ class HashMap {
   static constexpr U32 none = ~U32{0};
   /// With more, the slots could not be numbered.
   static constexpr U32 mostMembers = none / 5 * 2;
-  /// A collection with more room is large; its arrays grow by half, those of others double.
+  /// A collection with more room is large: its arrays grow by half, where those of others double,
+  /// and it has five slots for two places, where others have four for each. While slots take little
+  /// memory, more of them cost less than searches that pass over other members.
   static constexpr U32 largeAbove = 8192;
-  /// With more room there are five slots for two places, with less four for each: while slots take
-  /// little memory, more of them cost less than searches that pass over other members.
-  static constexpr U32 manySlotsUpTo = 65536;
   /// Slots without a member: one that never had one since the last move, and one that has been
   /// left. Their low bits are a place that is never in use.
   static constexpr U32 freshSlot = ~U32{0}, usedSlot = freshSlot >> 1U;
@@ -300,7 +301,7 @@ class HashMap {
   void grow(U64 wanted) {
     if (wanted > mostMembers) throw std::bad_alloc();
     auto const room = static_cast<U32>(wanted);
-    U32 const slotCount = room > manySlotsUpTo ? 2 * room + room / 2 : 4 * room;
+    U32 const slotCount = room > largeAbove ? 2 * room + room / 2 : 4 * room;
     auto members = std::make_unique<Member[]>(room);
     auto present = std::make_unique<U64[]>(room / 64 + 1);
     std::unique_ptr<U64[]> groupMarks;
@@ -364,8 +365,8 @@ class HashMap {
   /// The used slots, of which there are never more than holes.
   U32 usedSlots_ = 0;
   U32 version_ = 0;
-  /// By word, for the first `summarized_` of the full ones, the marks of the groups of its keys: of
-  /// use to walks that seek, which find them out.
+  /// By word, for the first `summarized_` of the full ones, the marks of the groups of its keys.
+  /// Walks that seek find them out.
   mutable U32 summarized_ = 0;
   std::unique_ptr<U64[]> groupMarks_;
   /// The walks in progress.
@@ -420,8 +421,8 @@ class HashMap<Key, Value>::IteratorConst {
   }
 
   /// Steps on to the next member whose key is in `group`; stays where it is when it stands on one.
-  /// Returns whether it found one, as opposed to the end. Passing over a member costs a fraction of
-  /// a step. REQUIRES: `group` is not `everyGroup`.
+  /// Returns whether it found one, as opposed to the end. Passing over up to 64 places without one
+  /// takes a few instructions, but for the first time. REQUIRES: `group` is not `everyGroup`.
   bool seek(U32 group) noexcept {
     while (rest_ != 0 && groupOf(key()) != group) {
       U32 const word = map_->wordThatMayHold(group, next() / 64);
