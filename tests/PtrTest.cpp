@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "Allocations.h"
 #include "Kiv/Entity.h"
 #include "Kiv/MemoryPool.h"
@@ -84,6 +86,26 @@ TEST(Ptr, OneDeletionAndTrueRecords) {
     EXPECT_EQ(record.allocated() - before, 3 + many.size());
   }
   EXPECT_EQ(log, "made made zero gone zero gone ");
+  EXPECT_EQ(record.live(), 0U);
+}
+
+/// Each thread makes objects and lets all go but one, which goes elsewhere.
+TEST(Ptr, TrueRecordsFromSeveralThreads) {
+  constexpr std::size_t threads = 4, turns = 100000;
+  Kiv::AllocTrackTypeInfo const& record = Fragile::kivAllocTrackTypeInfo_;
+  std::array<std::string, threads + 1> logs;
+  std::array<Ptr<Fragile>, threads + 1> kept;
+  kept[threads] = Kiv::makeNew<Fragile>(logs[threads]);
+  U64 const before = record.allocated();
+  inThreads(threads, [&](std::size_t thread) {
+    for (std::size_t turn = 0; turn < turns; ++turn) {
+      logs[thread].clear();
+      kept[thread] = Kiv::makeNew<Fragile>(logs[thread]);
+    }
+  });
+  EXPECT_EQ(record.allocated() - before, threads * turns);
+  EXPECT_EQ(record.live(), threads + 1);
+  kept = {};
   EXPECT_EQ(record.live(), 0U);
 }
 

@@ -8,7 +8,15 @@ constinit std::atomic<AllocTrackTypeInfo*> newest{nullptr};
 
 }  // namespace
 
-void* AllocTrackTypeInfo::joined(void* memory) noexcept {
+constinit thread_local char AllocTrackTypeInfo::thisThread_ = 0;
+
+void* AllocTrackTypeInfo::trackAllocationElsewhere(void* memory) noexcept {
+  char const* none = nullptr;
+  if (!ownThread_.compare_exchange_strong(none, &thisThread_, std::memory_order_relaxed)) {
+    others_.allocated.fetch_add(1, std::memory_order_relaxed);
+    return memory;
+  }
+  increment(own_.allocated);
   next_ = newest.load(std::memory_order_relaxed);
   while (!newest.compare_exchange_weak(next_, this, std::memory_order_release,
                                        std::memory_order_relaxed)) {
