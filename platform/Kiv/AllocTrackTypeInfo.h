@@ -43,8 +43,8 @@ class AllocTrackTypeInfo {
   /// Objects alive now.
   U64 live() const noexcept {
     // In this order, so that an object that comes and goes meanwhile does not make it negative.
-    U64 const freed = own_.freed.load(std::memory_order_acquire) +
-                      others_.freed.load(std::memory_order_acquire);
+    U64 const freed =
+        own_.freed.load(std::memory_order_acquire) + others_.freed.load(std::memory_order_acquire);
     return allocated() - freed;
   }
   /// Objects ever allocated.
