@@ -118,7 +118,8 @@ void MacsecProxyIntfSm::handleInitialized() {
   macsecTagIs(0, 4094, Pesk::HBitmap::BitState::clear);
   U32 const own = Velto::SubIntfId::groupOfSubIntfs(intfId_);
   for (auto walk = status_->proxySubIntfStatus().iteratorConst(); walk.seek(own); ++walk) {
-    if (auto const* const next = walk.following()) prefetchFor(next->key, *next->value);
+    auto const* const next = walk.following();
+    if (next != nullptr && next->key.group() == own) prefetchFor(next->key, *next->value);
     deleteProxySubIntfStatus(walk.key());
   }
   handleProxyConfig();
@@ -161,7 +162,8 @@ void MacsecProxyIntfSm::handleProxyConfig() {
   U32 const own = Velto::SubIntfId::groupOfSubIntfs(intfId_);
   for (auto walk = configuration->proxyConfig().iteratorConst(); walk; ++walk) {
     if (!isTraced() && !walk.seek(own)) break;
-    if (auto const* const next = walk.following()) {
+    auto const* const next = walk.following();
+    if (next != nullptr && next->key.group() == own) {
       configuration->proxyConfig().prefetch(next->key);
       prefetchFor(next->key, *next->value);
     }
@@ -169,12 +171,12 @@ void MacsecProxyIntfSm::handleProxyConfig() {
   }
 }
 
-template <class Members>
-void MacsecProxyIntfSm::prefetchFor(Velto::IntfId proxySubIntfId, Members const& members) const {
+template <class Entry>
+void MacsecProxyIntfSm::prefetchFor(Velto::IntfId proxySubIntfId, Entry const& entry) const {
   status_->proxySubIntfStatus().prefetch(proxySubIntfId);
   dynDot1qEncap_->encap().prefetch(proxySubIntfId);
-  dynDot1qEncap_->encap().prefetch(members.patchSubIntfId());
-  ethIntfStatusDir_->intfStatus().prefetch(members.clientIntfId());
+  dynDot1qEncap_->encap().prefetch(entry.patchSubIntfId());
+  ethIntfStatusDir_->intfStatus().prefetch(entry.clientIntfId());
 }
 
 void MacsecProxyIntfSm::handleIntf(Velto::IntfId intfId) {

@@ -227,9 +227,10 @@ class MACSECPROXY_API MacsecProxyIntfSm final : public Kiv::PtrInterface {
   /// `addProxySubIntfStatus`, told what is configured for the sub-interface; null for nothing.
   MACSECPROXY_LOCAL void bringIntoService(Velto::IntfId proxySubIntfId,
                                           Velto::IntfId patchSubIntfId, ProxyConfig const* entry);
-  /// In a walk: has the processor fetch what the searches of a later step begin with.
-  template <class Members>
-  MACSECPROXY_LOCAL void prefetchFor(Velto::IntfId proxySubIntfId, Members const& members) const;
+  /// Has the processor fetch what the searches begin with that a later step of a walk will make for
+  /// a sub-interface. Reads `entry`, what is configured or recorded of it.
+  template <class Entry>
+  MACSECPROXY_LOCAL void prefetchFor(Velto::IntfId proxySubIntfId, Entry const& entry) const;
   MACSECPROXY_LOCAL void send(DriverCommand const& command);
 
   // The order is a promise: references are released in the reverse of it.

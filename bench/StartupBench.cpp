@@ -89,15 +89,12 @@ void registerGrowths() {
                     .measure = measure,
                     .points = sizes},
                    on64Ports);
-    // On fewer ports, collections have more slots for each member, which is no part of the line.
-    std::vector<double> const counts =
-        isHeap ? std::vector<double>{32, 48, 64, 80, 96} : std::vector<double>{4, 16, 32, 64, 96};
     registerGrowth({.name = what + " a sub-interface, by ports with 2,047 on each",
                     .unit = isHeap ? "B a port" : "ns a port",
                     .per = full,
                     .isShare = true,
                     .measure = measure,
-                    .points = counts,
+                    .points = {4, 16, 32, 64, 96},
                     .beyond = 576},
                    onFullPorts);
   }

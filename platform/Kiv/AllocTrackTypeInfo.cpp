@@ -10,7 +10,7 @@ constinit std::atomic<AllocTrackTypeInfo*> newest{nullptr};
 
 constinit thread_local char AllocTrackTypeInfo::thisThread_ = 0;
 
-void* AllocTrackTypeInfo::trackAllocationElsewhere(void* memory) noexcept {
+void* AllocTrackTypeInfo::trackFirstOrForeign(void* memory) noexcept {
   char const* none = nullptr;
   if (!ownThread_.compare_exchange_strong(none, &thisThread_, std::memory_order_relaxed)) {
     others_.allocated.fetch_add(1, std::memory_order_relaxed);

@@ -27,7 +27,7 @@ class AllocTrackTypeInfo {
   /// can end in this call.
   void* trackAllocation(void* memory) noexcept {
     if (!isOwnThread()) [[unlikely]]
-      return trackAllocationElsewhere(memory);
+      return trackFirstOrForeign(memory);
     increment(own_.allocated);
     return memory;
   }
@@ -72,7 +72,7 @@ class AllocTrackTypeInfo {
     count.store(count.load(std::memory_order_relaxed) + 1, std::memory_order_release);
   }
   /// `trackAllocation` for the first object, and for those of other threads than the first one's.
-  void* trackAllocationElsewhere(void* memory) noexcept;
+  void* trackFirstOrForeign(void* memory) noexcept;
 
   /// Its address stands for a thread. Reached without a call, as `Delivery::ofThisThread`.
   [[gnu::tls_model("initial-exec")]] static constinit thread_local char thisThread_;

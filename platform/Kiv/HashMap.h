@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <memory>
@@ -47,9 +48,9 @@ U32 hashOf(Key const& key) noexcept {
 /// tells whether a member stands there. A removed member leaves a hole. When the array is full, the
 /// members move up, into a larger one unless more than a third of the places are holes or there is
 /// no memory. A walk goes from bit to bit; the collection knows the walks in progress and corrects
-/// them at each removal and each move. One that seeks the keys of a group finds out, for each 64
-/// places that are all in use, of which groups their keys are; it is kept, and next time such
-/// places are passed over at once.
+/// them at each removal and each move. One that seeks the keys of a group notes, for each 64 places
+/// in use side by side, the marks of their keys' groups; from then on, walks that seek pass at once
+/// over those without the mark of theirs.
 ///
 /// Beside the array stands an open-addressing index of 32-bit slots. A slot holds the member's
 /// place and above it, in the bits that no place needs, the low bits of the hash; its high bits
@@ -245,23 +246,31 @@ class HashMap {
     summarized_ = std::min(summarized_, size_ / 64);
   }
 
-  /// The first word from `word` on in which a key of `group` may stand: the last one, unless it is
-  /// full, in any case.
+  /// The groups of the keys in a full word, those of holes among them: a bit for each mark.
+  struct GroupMarks {
+    std::array<U64, 4> bits{};
+
+    void enter(U32 mark) noexcept { bits[mark / 64] |= U64{1} << mark % 64; }
+    bool has(U32 mark) const noexcept { return (bits[mark / 64] >> mark % 64 & 1U) != 0; }
+  };
+
+  /// The first word from `word` on that is not full or has the mark of `group`; `word` itself
+  /// without memory for marks.
   U32 wordThatMayHold(U32 group, U32 word) const noexcept {
-    U64 const mark = U64{1} << groupMark(group);
-    while (word < size_ / 64 && (groupMarksIn(word) & mark) == 0) ++word;
-    return word;
-  }
-  /// The marks of the groups of the keys in a full word, those of holes among them.
-  U64 groupMarksIn(U32 word) const noexcept {
-    for (; summarized_ <= word; ++summarized_) {
-      U64 marks = 0;
+    U32 const full = size_ / 64;
+    if (full == 0) return word;
+    if (groupMarks_ == nullptr) groupMarks_.reset(new (std::nothrow) GroupMarks[room_ / 64]);
+    if (groupMarks_ == nullptr) return word;
+    for (; summarized_ < full; ++summarized_) {
+      GroupMarks marks;
       for (U32 place = 64 * summarized_; place < 64 * (summarized_ + 1); ++place) {
-        marks |= U64{1} << groupMark(groupOf(members_[place].key));
+        marks.enter(groupMark(groupOf(members_[place].key)));
       }
       groupMarks_[summarized_] = marks;
     }
-    return groupMarks_[word];
+    U32 const mark = groupMark(group);
+    while (word < full && !groupMarks_[word].has(mark)) ++word;
+    return word;
   }
 
   void enterIndex(U32 hash, U32 place) noexcept {
@@ -304,13 +313,11 @@ class HashMap {
     U32 const slotCount = room > largeAbove ? 2 * room + room / 2 : 4 * room;
     auto members = std::make_unique<Member[]>(room);
     auto present = std::make_unique<U64[]>(room / 64 + 1);
-    std::unique_ptr<U64[]> groupMarks;
-    if constexpr (hasGroups<Key>) groupMarks = std::make_unique<U64[]>(room / 64);
     std::unique_ptr<U32[]> slots(new U32[slotCount]);
     moveTo(members.get());
     members_ = std::move(members);
     present_ = std::move(present);
-    groupMarks_ = std::move(groupMarks);
+    groupMarks_ = nullptr;
     ownSlots_ = std::move(slots);
     slots_ = ownSlots_.get();
     room_ = room;
@@ -365,10 +372,9 @@ class HashMap {
   /// The used slots, of which there are never more than holes.
   U32 usedSlots_ = 0;
   U32 version_ = 0;
-  /// By word, for the first `summarized_` of the full ones, the marks of the groups of its keys.
-  /// Walks that seek find them out.
+  /// How many words have their marks in `groupMarks_`, by word, which is made when first wanted.
   mutable U32 summarized_ = 0;
-  std::unique_ptr<U64[]> groupMarks_;
+  mutable std::unique_ptr<GroupMarks[]> groupMarks_;
   /// The walks in progress.
   mutable IteratorConst* walks_ = nullptr;
 };
@@ -405,7 +411,7 @@ class HashMap<Key, Value>::IteratorConst {
   Value const& value() const noexcept { return here().value; }
 
   /// The member behind the one that the walk stands on, for a look ahead; null now and then, also
-  /// where there is one. It is there until the next insertion or removal.
+  /// where there is one. It is there until the next insertion or removal, or `expect`.
   Member const* following() const noexcept {
     U64 const others = rest_ & (rest_ - 1);
     return others != 0 ? members_ + std::countr_zero(others) : nullptr;
@@ -422,16 +428,10 @@ class HashMap<Key, Value>::IteratorConst {
 
   /// Steps on to the next member whose key is in `group`; stays where it is when it stands on one.
   /// Returns whether it found one, as opposed to the end. Passing over up to 64 places without one
-  /// takes a few instructions, but for the first time. REQUIRES: `group` is not `everyGroup`.
-  bool seek(U32 group) noexcept {
-    while (rest_ != 0 && groupOf(key()) != group) {
-      U32 const word = map_->wordThatMayHold(group, next() / 64);
-      if (64 * word > next()) standBefore(64 * word);
-      do {
-        ++*this;
-      } while ((rest_ & (rest_ - 1)) != 0 && groupOf(key()) != group);
-    }
-    return rest_ != 0;
+  /// takes a few instructions, but for the first time and where another group has the same mark.
+  /// REQUIRES: `group` is not `everyGroup`.
+  bool seek(U32 group) noexcept requires hasGroups<Key> {
+    return rest_ != 0 && (groupOf(key()) == group || seekOn(group));
   }
 
  private:
@@ -478,6 +478,25 @@ class HashMap<Key, Value>::IteratorConst {
       return;
     }
     leave();
+  }
+
+  /// `seek`, standing on a member that is not in `group`.
+  [[gnu::noinline]] bool seekOn(U32 group) noexcept {
+    do {
+      U64 last = rest_;
+      for (U64 others = rest_ & (rest_ - 1); others != 0; others &= others - 1) {
+        last = others;
+        if (groupOf(members_[std::countr_zero(others)].key) == group) {
+          rest_ = others;
+          return true;
+        }
+      }
+      rest_ = last;
+      U32 const word = map_->wordThatMayHold(group, next() / 64);
+      if (64 * word > next()) standBefore(64 * word);
+      ++*this;
+    } while (rest_ != 0 && groupOf(key()) != group);
+    return rest_ != 0;
   }
 
   /// Enters the walks in progress.

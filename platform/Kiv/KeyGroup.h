@@ -25,7 +25,7 @@ U32 groupOf(Key const& key) noexcept {
   }
 }
 
-/// A number below 64 that few groups share.
-constexpr U32 groupMark(U32 group) noexcept { return group * 0x9E3779B1U >> 26U; }
+/// A number below 256 that few groups share.
+constexpr U32 groupMark(U32 group) noexcept { return group * 0x9E3779B1U >> 24U; }
 
 }  // namespace Kiv

@@ -48,7 +48,7 @@ void NotifieeList::markIs(std::size_t place, U32 interest) noexcept {
   if (place == inWord * marks_.size()) marks_.push_back(noMark * inEachByte);
   U64& marks = marks_[place / inWord];
   std::size_t const bit = place % inWord * 8;
-  U64 const mark = interest == everyGroup ? everyMark : groupMark(interest);
+  U64 const mark = interest == everyGroup ? everyMark : markOf(interest);
   marks = (marks & ~(U64{0xFF} << bit)) | mark << bit;
 }
 

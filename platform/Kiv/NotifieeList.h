@@ -96,15 +96,16 @@ class NotifieeList {
     U64 deafUntil;
   };
 
-  /// What `marks_` says of a place with an interest in all groups, where that of one group has its
-  /// `groupMark`; and of a place that nobody has had yet.
+  /// What `marks_` says of a place: of an interest in one group what its `groupMark` says, in six
+  /// bits; of one in all of them; and of a place that nobody has had yet.
+  static U64 markOf(U32 group) noexcept { return groupMark(group) / 4; }
   static constexpr U64 everyMark = 0x80, noMark = 0x40;
   void markIs(std::size_t place, U32 interest) noexcept;
 
   /// The places of a word, by the high bits of bytes, whose interest has the mark of `group` or is
   /// in all groups. A hole keeps its mark.
   U64 marked(U32 group, std::size_t word) const noexcept {
-    U64 const marks = marks_[word], differences = marks ^ groupMark(group) * inEachByte;
+    U64 const marks = marks_[word], differences = marks ^ markOf(group) * inEachByte;
     // The subtraction sets the high bit of a byte that is 0, and may set that of a byte above it
     // that is 1: a mark proves nothing anyway. It never sets that of a place nobody has had, whose
     // byte is at least 0x40 here.

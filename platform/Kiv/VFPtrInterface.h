@@ -56,7 +56,8 @@ class VFPtrInterface {
  private:
   static constexpr U32 beingDestroyed = 0x80000000U;
 
-  /// The switch, in a register of its own: processors then test it and branch in one step.
+  /// The switch, read as an atomic so that compilers load it into a register, which processors test
+  /// and branch on in one step, rather than compare it in memory.
   static bool isThreadSafe() noexcept {
     return std::atomic_ref(threadSafePointers_).load(std::memory_order_relaxed);
   }
