@@ -259,8 +259,13 @@ class HashMap {
   U32 wordThatMayHold(U32 group, U32 word) const noexcept {
     U32 const full = size_ / 64;
     if (full == 0) return word;
-    if (groupMarks_ == nullptr) groupMarks_.reset(new (std::nothrow) GroupMarks[room_ / 64]);
-    if (groupMarks_ == nullptr) return word;
+    if (groupMarks_ == nullptr) {
+      try {
+        groupMarks_ = std::make_unique<GroupMarks[]>(room_ / 64);
+      } catch (std::bad_alloc const&) {
+        return word;
+      }
+    }
     for (; summarized_ < full; ++summarized_) {
       GroupMarks marks;
       for (U32 place = 64 * summarized_; place < 64 * (summarized_ + 1); ++place) {
