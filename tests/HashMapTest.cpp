@@ -184,7 +184,7 @@ TEST(HashMap, AWalkSeeksInEveryPlace) {
   for (U32 time = 0; time < 2000; ++time) {
     Kiv::HashMap<IntfId, U32> map;
     for (U32 place = 0; place < 191; ++place) map.valueIs(others[place], place);
-    IntfId const other = others[191 + time % (others.size() - 191)], one = ones[time % 299];
+    IntfId const other = others[191 + time % (others.size() - 191)], one = ones[time % 300];
     map.valueIs(other, time);
     ASSERT_FALSE(map.iteratorConst().seek(group));
     map.valueDel(other), map.valueIs(one, time);

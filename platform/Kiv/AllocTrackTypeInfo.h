@@ -78,8 +78,8 @@ class AllocTrackTypeInfo {
   [[gnu::tls_model("initial-exec")]] static constinit thread_local char thisThread_;
 
   char const* className_;
-  /// The thread that allocated the first object, or one that came after it in the same memory; null
-  /// before there was any.
+  /// The thread that allocated the first object, or, when that has ended, one that got its memory;
+  /// null before there was any.
   std::atomic<char const*> ownThread_{nullptr};
   Counts own_;
   Counts others_;

@@ -258,7 +258,7 @@ class HashMap {
   /// without memory for marks.
   U32 wordThatMayHold(U32 group, U32 word) const noexcept {
     U32 const full = size_ / 64;
-    if (full == 0) return word;
+    if (word >= full) return word;
     if (groupMarks_ == nullptr) {
       try {
         groupMarks_ = std::make_unique<GroupMarks[]>(room_ / 64);
